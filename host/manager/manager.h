@@ -1,0 +1,39 @@
+// The SPAN manager: sessions and their rules, behind one entry.
+#ifndef HOST_MANAGER_MANAGER_H
+#define HOST_MANAGER_MANAGER_H
+
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "host/chassis/chassis.h"
+
+namespace manager {
+
+struct Reply {
+  uint32_t status = 0;            // of the exchange: 0, or why there is no answer (a malformed request)
+  std::vector<uint8_t> response;  // empty when status is not 0
+  uint32_t result = 0;            // the worst result that the response tells, 0 = done: for exit statuses and audits
+};
+
+class Manager {
+ public:
+  explicit Manager(const chassis::Chassis& chassis);
+  ~Manager();
+
+  // One request. Whatever the bytes are, the answer is a Reply; a change either happens whole, or for the elements that
+  // the response does not refuse.
+  Reply handle(uint32_t opcode, uint32_t kind, std::span<const uint8_t> payload);
+
+  chassis::PortMode port_mode(uint32_t if_index) const;
+  bool is_destination(uint32_t if_index) const;
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace manager
+
+#endif
