@@ -1,0 +1,77 @@
+#include "host/shell/completion.h"
+
+#include <algorithm>
+
+#include "host/shell/show.h"
+
+namespace shell {
+namespace {
+
+// In a list of interfaces only the name behind the last comma is unfinished.
+size_t unfinished(std::string_view line, size_t column) {
+  const size_t comma = line.rfind(',');
+  if (comma == std::string_view::npos || comma < column) return column;
+  const size_t name = line.find_first_not_of(' ', comma + 1);
+  return name == std::string_view::npos ? line.size() : name;
+}
+
+}  // namespace
+
+std::string common_prefix(const std::vector<std::string>& candidates) {
+  if (candidates.empty()) return "";
+  std::string prefix = candidates.front();
+  for (const std::string& candidate : candidates) {
+    prefix.erase(std::ranges::mismatch(prefix, candidate).in1, prefix.end());
+  }
+  return prefix;
+}
+
+std::vector<const Word*> Completer::fitting_words(std::string_view line, const Expectation& expected) {
+  const std::string_view typed = line.substr(expected.column);
+  std::vector<const Word*> words;
+  for (const Word* word : expected.words) {
+    if (word->kind != Kind::kKeyword || word->text.starts_with(typed)) words.push_back(word);
+  }
+  return words;
+}
+
+std::vector<std::string> Completer::values(Kind kind) const {
+  std::vector<std::string> values;
+  switch (kind) {
+    case Kind::kKeyword:
+      break;
+    case Kind::kSession:
+      for (int session = 1; session <= SPAN_SESSIONS; ++session) values.push_back(std::to_string(session));
+      break;
+    case Kind::kVsanRange:
+      for (size_t vsan = 0; vsan < SPAN_VSANS; ++vsan) {
+        if (chassis_.vsans()[vsan] && role_.vsans[vsan]) values.push_back(std::to_string(vsan));
+      }
+      break;
+    case Kind::kInterface:
+    case Kind::kInterfaceRanges:
+      for (const chassis::Interface& interface : chassis_.interfaces()) {
+        if (may_see(role_, interface)) values.push_back(interface.name);
+      }
+      break;
+  }
+  return values;
+}
+
+Completion Completer::complete(std::string_view line, Mode mode) const {
+  const Expectation expected = parser_.expect(line, mode);
+  Completion completion{expected.column, {}};
+  for (const Word* word : fitting_words(line, expected)) {
+    if (word->kind == Kind::kKeyword) {
+      completion.candidates.emplace_back(word->text);
+      continue;
+    }
+    if (word->kind == Kind::kInterfaceRanges) completion.column = unfinished(line, expected.column);
+    const std::string_view typed = line.substr(completion.column);
+    std::ranges::copy_if(values(word->kind), std::back_inserter(completion.candidates),
+                         [=](const std::string& value) { return value.starts_with(typed); });
+  }
+  return completion;
+}
+
+}  // namespace shell

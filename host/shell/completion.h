@@ -1,0 +1,43 @@
+// What a line that is being typed may become.
+#ifndef HOST_SHELL_COMPLETION_H
+#define HOST_SHELL_COMPLETION_H
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "host/chassis/chassis.h"
+#include "host/shell/parser.h"
+
+namespace shell {
+
+struct Completion {
+  size_t column;                        // where the unfinished word begins
+  std::vector<std::string> candidates;  // all begin with what stands there
+};
+
+// The beginning that all candidates share.
+std::string common_prefix(const std::vector<std::string>& candidates);
+
+class Completer {
+ public:
+  Completer(const chassis::Chassis& chassis, const chassis::Role& role, const Parser& parser)
+      : chassis_(chassis), role_(role), parser_(parser) {}
+
+  // Keywords, session numbers, and the interfaces and VSANs that there are and that the operator may see.
+  Completion complete(std::string_view line, Mode mode) const;
+
+  // The expected words that the end of the line may be: keywords that begin so, and values.
+  static std::vector<const Word*> fitting_words(std::string_view line, const Expectation& expected);
+
+ private:
+  std::vector<std::string> values(Kind kind) const;
+
+  const chassis::Chassis& chassis_;
+  const chassis::Role& role_;
+  const Parser& parser_;
+};
+
+}  // namespace shell
+
+#endif

@@ -1,0 +1,111 @@
+#include "host/shell/console.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace shell {
+namespace {
+
+constexpr size_t kMaxLine = 4096;
+
+// The line as a screen can show it.
+std::string printable(std::string line) {
+  std::ranges::replace_if(
+      line, [](char c) { return (c >= '\0' && c < ' ' && c != '\t') || c == '\x7f'; }, '?');
+  return line;
+}
+
+// Blanks as wide as the first `column` characters of the line.
+std::string padding(const std::string& line, size_t column) {
+  std::string blanks;
+  for (size_t i = 0; i < column; ++i) {
+    const char c = i < line.size() ? line[i] : ' ';
+    const bool continues = (static_cast<unsigned char>(c) & 0xC0) == 0x80;  // inside a character of UTF-8
+    if (!continues) blanks += c == '\t' ? '\t' : ' ';
+  }
+  return blanks;
+}
+
+// Standard output and standard error show on one screen, or lie in one file.
+bool outputs_are_one() {
+  struct stat out {
+  }, error{};
+  if (fstat(STDOUT_FILENO, &out) != 0 || fstat(STDERR_FILENO, &error) != 0) return false;
+  return out.st_dev == error.st_dev && out.st_ino == error.st_ino;
+}
+
+// Whether all that was printed has been written. A reader that went away needs no message.
+bool flush_output() {
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
+  if (errno != EPIPE) say(std::string("standard output: ") + std::strerror(errno));
+  return false;
+}
+
+}  // namespace
+
+void say(const std::string& text) {
+  std::fflush(stdout);
+  std::fprintf(stderr, "spansh: %s\n", text.c_str());
+}
+
+std::optional<std::string> FileLines::next(const std::string&) {
+  std::string line;
+  ++number_;
+  int c = std::getc(file_);
+  const bool at_end = c == EOF;
+  for (; c != EOF && c != '\n' && line.size() <= kMaxLine; c = std::getc(file_)) line += static_cast<char>(c);
+  if (std::ferror(file_) != 0) {
+    error_ = name_ + ": " + std::strerror(errno);
+  } else if (line.size() > kMaxLine) {
+    error_ = name_ + ":" + std::to_string(number_) + ": line longer than " + std::to_string(kMaxLine) + " characters";
+  }
+  if (at_end || !error_.empty()) return std::nullopt;
+  if (line.ends_with('\r')) line.pop_back();
+  return line;
+}
+
+std::optional<std::string> ListedLines::next(const std::string&) {
+  if (next_ == lines_.size()) return std::nullopt;
+  return lines_[next_++];
+}
+
+Status Console::play(LineSource& source) {
+  Status worst = Status::kDone;
+  while (!session_.left()) {
+    const std::optional<std::string> line = source.next(session_.prompt());
+    if (!line) break;
+    if (echo_ == Echo::kShell) show(*line);
+    worst = std::max(worst, run(*line));
+    if (!flush_output()) return std::max(worst, Status::kUsage);
+  }
+  if (source.error().empty()) return worst;
+  say(source.error());
+  return std::max(worst, Status::kUsage);
+}
+
+Status Console::run(const std::string& line) {
+  const std::string prompt = session_.prompt();
+  const Reply reply = session_.run(line);
+  if (reply.problem) report(*reply.problem, line, prompt);
+  return reply.status;
+}
+
+// Comments stand without a prompt: nobody typed them.
+void Console::show(const std::string& line) const {
+  const std::string prompt = is_comment(line) ? "" : session_.prompt();
+  std::printf("%s%s\n", prompt.c_str(), printable(line).c_str());
+}
+
+void Console::report(const Problem& problem, const std::string& line, const std::string& prompt) const {
+  std::fflush(stdout);
+  const bool shown = echo_ == Echo::kTerminal || (echo_ == Echo::kShell && outputs_are_one());
+  if (!shown) std::fprintf(stderr, "%s\n", printable(line).c_str());
+  const std::string indent(shown ? prompt.size() : 0, ' ');
+  std::fprintf(stderr, "%s%s^ %s\n", indent.c_str(), padding(line, problem.column).c_str(), problem.text.c_str());
+}
+
+}  // namespace shell

@@ -1,0 +1,144 @@
+// spansh: the operator's shell of a switch that lives in this process.
+#include <fcntl.h>
+#include <pwd.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <clocale>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "host/platform/switch.h"
+#include "host/shell/console.h"
+#include "host/shell/line_editor.h"
+
+namespace shell {
+namespace {
+
+constexpr char kExitStatus[] =
+    "Commands come from FILE, from -c, or from standard input; a wrong or refused one does not keep\n"
+    "the next ones from running. Without a terminal the exit status is that of the worst command:\n"
+    "  0  all done\n"
+    "  1  the switch refused something\n"
+    "  2  a wrong command, option or file, or output that could not be written\n"
+    "  3  the SPAN manager could not be reached";
+
+struct Options {
+  std::vector<std::string> commands;
+  std::string chassis = HOST_DEFAULT_CHASSIS;
+  std::string role;
+  std::string file;
+  bool echo = false;
+};
+
+void declare(CLI::App& app, Options& options) {
+  CLI::Option* const commands =
+      app.add_option("-c", options.commands, "Run a command; may be repeated, all run in turn");
+  commands->option_text("COMMAND")->allow_extra_args(false);
+  app.add_option("FILE", options.file, "Play a file of commands, each shown with its output")
+      ->option_text(" ")
+      ->excludes(commands);
+  app.add_option("--chassis", options.chassis, "Description of the switch")->option_text("FILE");
+  app.add_option("--role", options.role, "Role of the operator; the first one of the description when left out")
+      ->option_text("NAME");
+  app.add_flag("--echo", options.echo, "Show each command, behind its prompt");
+  app.set_version_flag("--version", "spansh " SPAN_VERSION);
+  app.footer(kExitStatus);
+}
+
+// A standard file that is closed would lend its number to the next file that is opened.
+void hold_standard_files() {
+  for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(number, F_GETFD) == -1) open("/dev/null", number == STDERR_FILENO ? O_WRONLY : O_RDONLY);
+  }
+}
+
+std::string user_name() {
+  const passwd* const user = getpwuid(geteuid());
+  return user != nullptr ? user->pw_name : "uid " + std::to_string(geteuid());
+}
+
+// Null when there is no such role, or none at all.
+const chassis::Role* choose_role(const chassis::Chassis& chassis, const std::string& name) {
+  if (!name.empty()) return chassis.find_role(name);
+  return chassis.roles().empty() ? nullptr : &chassis.roles().front();
+}
+
+std::string no_role(const chassis::Chassis& chassis, const std::string& name) {
+  if (chassis.roles().empty()) return chassis.name() + " has no operator roles";
+  std::string names;
+  for (const chassis::Role& role : chassis.roles()) names += (names.empty() ? "" : ", ") + role.name;
+  return "there is no role " + name + "; roles: " + names;
+}
+
+int exit_status(Status status) { return static_cast<int>(status); }
+
+int play(Session& session, const Options& options, LineSource& source, Echo echo) {
+  Console console(session, options.echo && echo == Echo::kNone ? Echo::kShell : echo);
+  host::set_script_runner([&](std::string_view line) { console.run(std::string(line)); });
+  const Status worst = console.play(source);
+  return exit_status(echo == Echo::kTerminal ? Status::kDone : worst);
+}
+
+int play_file(Session& session, const Options& options) {
+  const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(std::fopen(options.file.c_str(), "re"), &std::fclose);
+  if (file == nullptr) {
+    say(options.file + ": " + std::strerror(errno));
+    return exit_status(Status::kUsage);
+  }
+  FileLines lines(file.get(), options.file);
+  return play(session, options, lines, Echo::kShell);
+}
+
+int play_all(Session& session, const Options& options) {
+  if (!options.file.empty()) return play_file(session, options);
+  if (!options.commands.empty()) {
+    ListedLines lines(options.commands);
+    return play(session, options, lines, Echo::kNone);
+  }
+  if (isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0) {
+    LineEditor editor(session);
+    return play(session, options, editor, Echo::kTerminal);
+  }
+  FileLines lines(stdin, "standard input");
+  return play(session, options, lines, Echo::kNone);
+}
+
+int run(const Options& options) {
+  std::string error;
+  std::optional<chassis::Chassis> description = chassis::Chassis::load(options.chassis, error);
+  if (!description) {
+    say(error);
+    return exit_status(Status::kUsage);
+  }
+  host::start_switch(std::move(*description));
+  const chassis::Chassis& chassis = host::switch_chassis();
+  const chassis::Role* const role = choose_role(chassis, options.role);
+  if (role == nullptr) {
+    say(no_role(chassis, options.role));
+    return exit_status(Status::kUsage);
+  }
+  Session session(chassis, {user_name(), role});
+  return play_all(session, options);
+}
+
+}  // namespace
+}  // namespace shell
+
+int main(int argc, char** argv) {
+  shell::hold_standard_files();
+  std::signal(SIGPIPE, SIG_IGN);
+  std::setlocale(LC_CTYPE, "");
+  CLI::App app{"The operator's shell of a switch with port mirroring.", "spansh"};
+  shell::Options options;
+  shell::declare(app, options);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : shell::exit_status(shell::Status::kUsage);
+  }
+  return shell::run(options);
+}
