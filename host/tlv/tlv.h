@@ -39,7 +39,8 @@ inline std::vector<uint8_t> encode(std::span<const Field> fields) {
 
 inline uint32_t read16(std::span<const uint8_t> bytes, size_t at) { return uint32_t{bytes[at]} << 8 | bytes[at + 1]; }
 
-// The fields of a record, or nothing when the bytes are not one: a wrong length anywhere, or a value that is not 4 bytes.
+// The fields of a record, or nothing when the bytes are not one: a wrong length anywhere, or a value that is not 4
+// bytes.
 inline std::optional<std::vector<Field>> decode(std::span<const uint8_t> bytes) {
   if (bytes.size() < 4 || read16(bytes, 0) != 0 || read16(bytes, 2) != bytes.size() - 4) return std::nullopt;
   if ((bytes.size() - 4) % 8 != 0) return std::nullopt;
