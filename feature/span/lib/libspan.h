@@ -36,12 +36,19 @@ extern "C" {
 #define SPAN_E_NO_MEMORY 1u
 #define SPAN_E_BAD_ARGUMENT 0x40290000u       /* port configuration: a needed argument is missing */
 #define SPAN_E_EXCHANGE 0x40340008u           /* session query: the manager could not be asked */
+#define SPAN_E_SNMP_FAILED 0x40340000u        /* SNMP: the manager could not be asked or its answer not be used */
+#define SPAN_E_SNMP_NO_SESSION 0x40340002u    /* SNMP: the session is not present, or the table ends */
+#define SPAN_E_SNMP_NO_SOURCE 0x40340004u     /* SNMP: the source interface is not present, or the table ends */
 #define SPAN_E_INVALID_PARAM 0x40340015u      /* null queue handle or argument */
 #define SPAN_E_STANDBY 0x4034002Bu            /* the manager is a stateless standby */
 #define SPAN_E_TLV_TYPE 0x40340035u           /* configuration TLV type not handled */
 #define SPAN_E_NO_RESPONSE 0x40340036u        /* port configuration: no response payload */
 #define SPAN_E_SOURCE_VSANS_FIRST 0x4034003Bu /* two overall results for source VSANs that are told also when no */
 #define SPAN_E_SOURCE_VSANS_LAST 0x4034003Cu  /* VSAN was refused */
+#define SPAN_E_SNMP_WRONG_SESSION 0x40340044u /* SNMP: session number outside 1 to 16 */
+#define SPAN_E_SNMP_WRONG_IF 0x40340045u      /* SNMP: the interface is not known, or not fit for the role */
+#define SPAN_E_SNMP_WRONG_VSAN 0x40340046u    /* SNMP: a VSAN that may not be configured, or was refused */
+#define SPAN_E_SNMP_WRONG_SOURCE 0x40340048u  /* SNMP: an interface of this type may not be a source */
 
 /* ---- Fields that travel ------------------------------------------------------------------------------------------ */
 
@@ -174,9 +181,11 @@ typedef struct {
 } span_cfg_tlv_t;
 
 /* Global information: the drop threshold. 12 bytes, host order; encoded with span_global_info_payload_tbl. */
+enum { SPAN_GLOBAL_WRITE = 0, SPAN_GLOBAL_READ = 1 };
+
 typedef struct {
   uint32_t threshold; /* packets that may be queued for mirroring; 0xFFFFFFFF resets it to the manager's default */
-  uint32_t operation; /* 1 = read, 0 = write */
+  uint32_t operation; /* SPAN_GLOBAL_READ or SPAN_GLOBAL_WRITE */
   uint32_t result;    /* the manager's result of a write */
 } span_global_info_payload_t;
 
@@ -197,6 +206,91 @@ typedef struct {
 
 extern span_global_info_payload_tbl_t span_global_info_payload_tbl;
 extern span_global_admin_info_tlv_data_tbl_t span_global_admin_info_tlv_data_tbl;
+
+/* ---- Rows of the SNMP tables ------------------------------------------------------------------------------------- */
+
+enum { SPAN_SNMP_GET_REQ = 1, SPAN_SNMP_GETNEXT_REQ = 2 }; /* kinds of read */
+
+typedef struct {
+  uint32_t session;      /* 1 to 16 */
+  uint32_t destination;  /* if_index, 0 = none */
+  uint32_t admin_status; /* 1 = active, 2 = suspended */
+  uint32_t oper_status;  /* 1 = active, 2 = inactive */
+  char oper_reason[256];
+  uint32_t trailing; /* 0 */
+} span_snmp_session_entry_t;
+
+typedef struct {
+  uint32_t session; /* 1 to 16 */
+  uint32_t if_index;
+  uint32_t direction; /* SPAN_RX or SPAN_TX; 0 in a record without a row */
+} span_snmp_source_if_entry_t;
+
+typedef struct {
+  uint32_t session; /* 1 to 16 */
+  uint8_t vsans[SPAN_VSAN_BYTES];
+} span_snmp_vsan_entry_t;
+
+typedef struct {
+  uint32_t unused;
+  uint32_t session;   /* 1 to 16, in the low byte */
+  uint32_t operation; /* source VSANs: 4 adds, 8 removes; filter VSANs: 16 adds, 32 removes */
+  uint8_t vsans[SPAN_VSAN_BYTES];
+} span_snmp_vsan_modify_req_t;
+
+/* ---- Source information of the port manager ---------------------------------------------------------------------- */
+
+/* Decoded records, host order. Each array is one malloc block; the arrays of members go before the arrays that point
+ * to them. */
+typedef struct {
+  uint32_t if_index;
+  uint8_t is_valid;
+  uint8_t is_pch;       /* 1: the interface belongs to a port channel */
+  uint32_t if_pch;      /* that port channel */
+  uint32_t vsans_length; /* 512 */
+  uint8_t vsans[SPAN_VSAN_BYTES];
+} span_pm_src_if_t;
+
+typedef struct {
+  uint32_t if_index;
+  uint8_t validity; /* 0: invalid, without members */
+  uint32_t member_count;
+  span_pm_src_if_t *members;
+} span_pm_src_pch_t;
+
+typedef struct {
+  uint32_t vsan;
+  uint8_t flag; /* nonzero: there are members */
+  uint32_t member_count;
+  span_pm_src_if_t *members;
+} span_pm_src_vsan_t;
+
+typedef struct {
+  uint32_t count;
+  span_pm_src_if_t *ifs;
+} span_pm_src_info_if_t;
+
+typedef struct {
+  uint32_t count;
+  span_pm_src_pch_t *pchs;
+} span_pm_src_info_pch_t;
+
+typedef struct {
+  uint32_t vsans_length; /* 512 */
+  uint8_t vsans[SPAN_VSAN_BYTES];
+  span_pm_src_vsan_t *entries; /* one for each member of vsans */
+} span_pm_src_info_vsan_t;
+
+enum { SPAN_PM_INTERFACES = 1, SPAN_PM_PORT_CHANNELS = 2, SPAN_PM_VSANS = 3 };
+
+typedef struct {
+  uint8_t kind; /* SPAN_PM_*; any other: there is no body */
+  union {
+    span_pm_src_info_if_t interfaces;
+    span_pm_src_info_pch_t port_channels;
+    span_pm_src_info_vsan_t vsans;
+  } body;
+} span_pm_port_info_t;
 
 /* ---- The shell's command record ---------------------------------------------------------------------------------- */
 
@@ -396,6 +490,17 @@ uint32_t span_parse_set_port_config_res_payload(const void *response, uint32_t *
 uint32_t span_snmp_set_port_config(uint32_t queue, const char *requester1, const char *requester2, uint32_t if_index,
                                    uint32_t value);
 
+/* ---- Source information of the port manager ---------------------------------------------------------------------- */
+
+/* span_parse_pm_span_get_port_info decodes a port information message into a new span_pm_port_info_t, which the caller
+ * frees, as the arrays in it; null when there is no memory for it. The others decode the body of one kind into
+ * span_pm_src_info_if_t, span_pm_src_info_pch_t or span_pm_src_info_vsan_t. The message's counts are trusted. Each
+ * returns 0, or SPAN_E_NO_MEMORY: counts stay, and an array whose members found no memory is released. */
+uint32_t span_parse_pm_span_get_port_info(span_pm_port_info_t **out, const void *message, uint32_t unused);
+uint32_t span_parse_pm_src_info_if(void *body_out, const void *body);
+uint32_t span_parse_pm_src_info_pch(void *body_out, const void *body);
+uint32_t span_parse_pm_src_info_vsan(void *body_out, const void *body);
+
 /* ---- VSAN text, time --------------------------------------------------------------------------------------------- */
 
 /* span_vsan_bitset_sprintf prints the VSANs of a span_vsan_holder_t as ranges, "1-3,7,4095", without a line end, and
@@ -504,6 +609,150 @@ void span_print_vsan_cfg(const char *prefix, const void *holder);
  * before, so that the last one stays, and returns the sum of their lengths. The text has room: 20 characters more. */
 int strcat_span_ks_info(char *text, const void *info);
 int sprintf_ks_info(char *text, const void *info);
+
+/* ---- Running configuration --------------------------------------------------------------------------------------- */
+
+/* span_cli_generate_session_config prints the commands that would make every configured session again. Returns 0, or 1
+ * when a session could not be asked for; what was printed stays. Source: SPAN manager. */
+uint32_t span_cli_generate_session_config(const span_cli_parms_t *parms);
+
+/* span_show_running_session_info prints the commands of one session; nothing for a null record. */
+void span_show_running_session_info(const span_cli_parms_t *parms, uint8_t unused, const void *session_record);
+
+/* span_show_src_running_config asks for one source interface (host order) and prints its commands; returns the result
+ * of the query. span_print_src_running_config prints the commands of a span_src_if_info_res_t, `request` being the
+ * request as it was sent; returns 0. */
+uint32_t span_show_src_running_config(const span_cli_parms_t *parms, uint8_t session_index, uint32_t if_index,
+                                      uint8_t direction);
+uint32_t span_print_src_running_config(const void *request, const void *response);
+
+/* ---- Drop counters ----------------------------------------------------------------------------------------------- */
+
+/* span_cli_get_drop_counters prints the drop counter of each line card that has one. Returns 0, 1, or
+ * SPAN_E_INVALID_PARAM for a reply without payload. Source: the line cards' counter service. */
+uint32_t span_cli_get_drop_counters(const span_cli_parms_t *parms);
+
+/* syscli_get_module_swid stores the software identity of a module, 1 to 232. Returns 0, the result of the failed
+ * request, or 0xFFFFFFFF when there is no reply. Source: module inventory. */
+uint32_t syscli_get_module_swid(const span_cli_parms_t *parms, uint32_t module, uint16_t *swid);
+
+/* span_show_send_receive sends one message and waits for its answer in the same handle, which the caller drops after
+ * success. `timeout` is in the transport's unit. Returns 0, 1 when it could not be sent, or the transport's error
+ * number. Source: message transport. */
+uint32_t span_show_send_receive(uint32_t queue, uint32_t address, uint32_t service, uint32_t opcode,
+                                const void *payload, uint32_t length, void *message, uint32_t timeout);
+
+/* ---- Drop threshold ---------------------------------------------------------------------------------------------- */
+
+/* Show the drop threshold; set it to L0's number, in the "no" form to the manager's default. Both return 0. */
+uint32_t span_cli_get_drop_threshold(const span_cli_parms_t *parms);
+uint32_t span_cli_set_drop_threshold(const span_cli_parms_t *parms);
+
+/* ---- Diagnostics ------------------------------------------------------------------------------------------------- */
+
+/* span_cli_print_session_id does nothing; returns 0. */
+uint32_t span_cli_print_session_id(const span_cli_parms_t *parms);
+
+/* Dumps: each asks the manager to write something of its inside into its own debug output and returns the result of
+ * the debug dump service. L0: a session number, an interface, or a keyword whose id says what. */
+uint32_t span_cli_test_adb(uint32_t queue, uint32_t number);
+uint32_t span_cli_dump_memstats(const span_cli_parms_t *parms);
+uint32_t span_cli_dump_global_info(const span_cli_parms_t *parms);
+uint32_t span_cli_dump_session(const span_cli_parms_t *parms);
+uint32_t span_cli_dump_if(const span_cli_parms_t *parms);
+uint32_t span_cli_eventlog_session(const span_cli_parms_t *parms);
+uint32_t span_cli_eventlog_if(const span_cli_parms_t *parms);
+uint32_t span_cli_eventlog_stats(const span_cli_parms_t *parms);
+
+/* span_cli_test runs test L0: 0 prints a line and returns its length, 1 to 5 are span_cli_test_adb(), any other number
+ * is returned as it is. */
+uint32_t span_cli_test(const span_cli_parms_t *parms);
+
+/* Everything about a session, or an interface: four show commands, run by the shell from a script that is removed
+ * afterwards. Returns the result of unlink; for an interface without a name, that of sprintf_if_index(). */
+uint32_t span_cli_int_all_session(const span_cli_parms_t *parms);
+uint32_t span_cli_int_all_if(const span_cli_parms_t *parms);
+
+/* RSPAN tunnel of a port, both in host order. The first returns the tunnel, 0 for none, and prints it as a number; the
+ * others print its name and return the status of a failed query, 0 without a tunnel, or the characters printed.
+ * Source: SPAN manager, opcode 2016. */
+uint32_t span_get_rspan_tunnel_config_for_st_port(uint32_t port, uint32_t queue);
+uint32_t span_print_rspan_tunnel_config_for_st_port(uint32_t port, uint32_t queue);
+uint32_t span_show_rspan_tunnel_config_for_st_port(uint32_t port, uint32_t queue);
+
+/* ---- SNMP -------------------------------------------------------------------------------------------------------- */
+
+/* Handlers of the agent's tables. Sessions are numbers, 1 to 16; interfaces and rows are in host order. A row is the
+ * agent's; it is cleared first and filled on success. Reads ask the manager afresh (opcode 2001), writes send one
+ * request (2000, 2002, 2004 or 2006). Results: 0, SPAN_E_SNMP_*, SPAN_E_INVALID_PARAM, or the manager's own result. */
+
+/* To be called before any handler: the address of the agent's queue handle, which is read at each request, and the
+ * event number of the handlers' trace events. With event number 0 every trace is debug output. */
+void span_snmp_set_quill_q(uint32_t *queue);
+void span_snmp_set_tarn(uint32_t value);
+
+/* May the interface be a destination? 0 (no destination) may. */
+uint32_t span_snmp_check_if_index_dest(uint32_t if_index);
+
+/* Session table. `_get_curr` reads one row, `_get_next` the first row behind `previous` (0 asks for the first row),
+ * `_get` either of them as `kind` says. */
+uint32_t span_snmp_session_get_curr(uint32_t session, span_snmp_session_entry_t *row);
+uint32_t span_snmp_session_get_next(int32_t previous, span_snmp_session_entry_t *row);
+uint32_t span_snmp_session_get(uint32_t session, int32_t kind, span_snmp_session_entry_t *row);
+
+uint32_t span_snmp_session_create(uint32_t session);
+uint32_t span_snmp_session_destroy(uint32_t session);
+uint32_t span_snmp_session(uint32_t session, uint32_t delete_flag);
+
+/* A destination of 0 removes the one that the session has. */
+uint32_t span_snmp_session_dest_set(uint32_t session, uint32_t if_index);
+
+/* 1 resumes the session, any other value suspends it. */
+uint32_t span_snmp_session_admin_status_set(uint32_t session, uint32_t admin_status);
+
+/* Source interface table, indexed by session, interface and direction, in this order. `_get_curr` succeeds with a row
+ * of zeros when the manager cannot be asked. */
+uint32_t span_snmp_source_if_get(uint32_t session, uint32_t if_index, uint32_t direction, uint32_t kind,
+                                 span_snmp_source_if_entry_t *row);
+uint32_t span_snmp_source_if_get_curr(int32_t session, uint32_t if_index, int32_t direction,
+                                      span_snmp_source_if_entry_t *row);
+uint32_t span_snmp_source_if_get_next(uint32_t session, uint32_t if_index, uint32_t direction,
+                                      span_snmp_source_if_entry_t *row);
+uint32_t span_snmp_source_if_get_next_in_session(int32_t session, uint32_t if_index, uint32_t direction,
+                                                 span_snmp_source_if_entry_t *row);
+
+/* Is the interface known to the platform? */
+uint32_t span_snmp_check_if_index(uint32_t if_index);
+
+uint32_t span_snmp_source_if_create(uint32_t session, uint32_t if_index, int32_t direction);
+uint32_t span_snmp_source_if_destroy(uint32_t session, uint32_t if_index, int32_t direction);
+uint32_t span_snmp_source_if(uint8_t session, uint32_t if_index, int32_t direction, int32_t add);
+
+/* May the interface be a source? */
+uint32_t span_snmp_check_if_index_src(uint32_t if_index);
+
+/* The first result of an interface in a span_set_src_config_res_t that is not 0, else 0. */
+uint32_t span_snmp_get_src_config_info_res_if(const void *result);
+
+/* Source VSAN table and VSAN filter table. A modification adds or removes a set of VSANs. When the manager refuses
+ * some source VSANs, *refused (`refused` may be null) is a new span_vsan_holder_t of them, the caller's to free. */
+uint32_t span_snmp_source_vsan_get_curr(uint32_t session, span_snmp_vsan_entry_t *row);
+uint32_t span_snmp_source_vsan_get_next(int32_t previous, span_snmp_vsan_entry_t *row);
+uint32_t span_snmp_source_vsan_get(uint32_t session, int32_t kind, span_snmp_vsan_entry_t *row);
+uint32_t span_snmp_source_vsan_modify(const span_snmp_vsan_modify_req_t *req, void **refused);
+uint32_t span_snmp_vsan_filter_get_curr(uint32_t session, span_snmp_vsan_entry_t *row);
+uint32_t span_snmp_vsan_filter_get_next(int32_t previous, span_snmp_vsan_entry_t *row);
+uint32_t span_snmp_vsan_filter_get(uint32_t session, int32_t kind, span_snmp_vsan_entry_t *row);
+uint32_t span_snmp_vsan_filter_modify(const span_snmp_vsan_modify_req_t *req);
+
+/* May these VSANs (span_vsan_holder_t) be configured? 0, 4094 and 4095 may not. */
+uint32_t span_snmp_check_vsan_range(const void *holder);
+
+/* Drop threshold, packets. The get returns the threshold itself, 0 when it cannot be read. The threshold of a session
+ * has no effect. Source: SPAN manager, opcode 2019. */
+uint32_t span_snmp_drop_threshold_get(void);
+uint32_t span_snmp_drop_threshold_set(uint32_t value);
+uint32_t span_snmp_session_drop_threshold_set(uint32_t session, uint32_t value);
 
 #pragma GCC visibility pop
 

@@ -18,6 +18,18 @@ inline IfList take_if_list(Cursor& cursor) {
   return {cursor.take<span_net_if_t>(count), count};
 }
 
+// The two source lists of a session, as the walkers of libspan.h take them.
+struct SourceLists {
+  const void* rx;
+  const void* tx;
+};
+
+inline SourceLists source_lists(const span_session_info_t& session) {
+  Cursor cursor(session.rx_if_count.b);
+  take_if_list(cursor);
+  return {session.rx_if_count.b, cursor.at()};
+}
+
 // The source interfaces of a session.
 struct SourceIfs {
   IfList rx;

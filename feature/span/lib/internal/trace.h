@@ -2,10 +2,10 @@
 #ifndef LIBSPAN_INTERNAL_TRACE_H
 #define LIBSPAN_INTERNAL_TRACE_H
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 
 #include "platform/tarn.h"
 
@@ -25,8 +25,9 @@ void trace_history(uint32_t event, const char* format, Args... args) {
   if (tarn_hist_event_subtype_check(kTraceFacility, event) != 0) return;
   TraceRecord record;
   record.event = event;
-  std::snprintf(record.text, sizeof record.text, format, args...);
-  tarn_hist_event(kTraceFacility, static_cast<uint32_t>(std::strlen(record.text) + 5), &record);
+  const int written = std::snprintf(record.text, sizeof record.text, format, args...);
+  const auto length = static_cast<size_t>(std::clamp(written, 0, static_cast<int>(sizeof record.text) - 1));
+  tarn_hist_event(kTraceFacility, static_cast<uint32_t>(offsetof(TraceRecord, text) + length + 1), &record);
 }
 
 template <class... Args>

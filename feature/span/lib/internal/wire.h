@@ -196,6 +196,83 @@ struct PortConfigResult {
 };
 static_assert(sizeof(PortConfigResult) == 8 && alignof(PortConfigResult) == 1);
 
+// ---- Port information message ----------------------------------------------------------------------------------------
+
+// Its body starts behind the head.
+struct PmHead {
+  uint8_t unused1[4];
+  uint8_t kind;
+  uint8_t unused2[4];
+};
+static_assert(offsetof(PmHead, kind) == 4 && sizeof(PmHead) == 9);
+
+struct PmIf {
+  span_net_if_t if_index;
+  uint8_t is_valid;
+  uint8_t is_pch;
+  span_net_if_t if_pch;
+  uint8_t unused[12];
+};
+static_assert(offsetof(PmIf, is_valid) == 4 && offsetof(PmIf, is_pch) == 5 && offsetof(PmIf, if_pch) == 6);
+static_assert(sizeof(PmIf) == 22 && alignof(PmIf) == 1);
+
+// Behind a PmIf that is valid.
+struct PmIfVsans {
+  uint8_t unused[4];
+  uint8_t vsans[SPAN_VSAN_BYTES];
+};
+static_assert(offsetof(PmIfVsans, vsans) == 4 && sizeof(PmIfVsans) == 516 && alignof(PmIfVsans) == 1);
+
+// Behind a valid one `member_count` interfaces.
+struct PmPch {
+  span_net_if_t if_index;
+  uint8_t validity;
+  uint8_t unused[4];
+  uint8_t vsans[SPAN_VSAN_BYTES];
+  span_be32_t member_count;
+};
+static_assert(offsetof(PmPch, validity) == 4 && offsetof(PmPch, vsans) == 9 && offsetof(PmPch, member_count) == 521);
+static_assert(sizeof(PmPch) == 525 && alignof(PmPch) == 1);
+
+// Behind it a PmVsan for each member of `vsans`.
+struct PmVsanBody {
+  uint8_t unused[4];
+  uint8_t vsans[SPAN_VSAN_BYTES];
+};
+static_assert(offsetof(PmVsanBody, vsans) == 4 && sizeof(PmVsanBody) == 516 && alignof(PmVsanBody) == 1);
+
+// Behind it `member_count` interfaces, always with their VSANs. Without the flag there are none, whatever is counted.
+struct PmVsan {
+  span_be32_t vsan;
+  uint8_t flag;
+  span_be32_t member_count;
+};
+static_assert(offsetof(PmVsan, flag) == 4 && offsetof(PmVsan, member_count) == 5);
+static_assert(sizeof(PmVsan) == 9 && alignof(PmVsan) == 1);
+
+// ---- Line cards ------------------------------------------------------------------------------------------------------
+
+constexpr uint32_t kCounterService = 935;
+constexpr uint32_t kCounterOpcode = 2020;
+
+// One module in the reply to the module information request.
+struct ModuleInfo {
+  uint8_t unused1[31];
+  span_be16_t software_id;
+  uint8_t unused2[425];
+};
+static_assert(offsetof(ModuleInfo, software_id) == 31 && sizeof(ModuleInfo) == 458 && alignof(ModuleInfo) == 1);
+
+// ---- Debug dumps -----------------------------------------------------------------------------------------------------
+
+// Argument of "span_debug_dump" and of "fu_fsm_dump_fsm_log".
+struct DumpRecord {
+  uint8_t object;  // what kind of thing is dumped
+  uint8_t zero[3];
+  span_host32_t number;  // which one; a session's index is its first byte, an interface is in network order
+};
+static_assert(offsetof(DumpRecord, number) == 4 && sizeof(DumpRecord) == 8 && alignof(DumpRecord) == 1);
+
 // ---- Layouts of libspan.h -------------------------------------------------------------------------------------------
 
 static_assert(offsetof(span_session_info_t, dest_if_index) == 84);
@@ -255,6 +332,13 @@ static_assert(offsetof(span_cli_parms_t, requester2) == 840);
 static_assert(sizeof(void*) != 4 ||
               (offsetof(span_cli_parms_t, tokens) == 900 && offsetof(span_cli_parms_t, display_ctx) == 1212));
 static_assert(sizeof(void*) != 4 || sizeof(tlvu_table_header_t) == 16);
+static_assert(offsetof(span_snmp_session_entry_t, oper_reason) == 16 && sizeof(span_snmp_session_entry_t) == 276);
+static_assert(sizeof(span_snmp_source_if_entry_t) == 12 && sizeof(span_snmp_vsan_entry_t) == 516);
+static_assert(offsetof(span_snmp_vsan_modify_req_t, vsans) == 12 && sizeof(span_snmp_vsan_modify_req_t) == 524);
+static_assert(offsetof(span_pm_src_if_t, if_pch) == 8 && offsetof(span_pm_src_if_t, vsans) == 16);
+static_assert(sizeof(span_pm_src_if_t) == 528);
+static_assert(sizeof(void*) != 4 || (sizeof(span_pm_src_pch_t) == 16 && sizeof(span_pm_src_vsan_t) == 16));
+static_assert(sizeof(void*) != 4 || (offsetof(span_pm_port_info_t, body) == 4 && sizeof(span_pm_port_info_t) == 524));
 
 }  // namespace libspan
 
