@@ -7,7 +7,16 @@
 //   Port mode
 //   Show: pieces ............ VSAN lines, traffic names, one source interface
 //   Show: sessions .......... detailed, brief, the loop over sessions
+//   Running configuration ... the commands that would make every session again
+//   Drop counters ........... of the line cards
+//   Drop threshold
+//   Diagnostics ............. dumps, scripts of show commands, RSPAN tunnel
 
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -23,10 +32,14 @@
 #include "internal/vsan_set.h"
 #include "internal/wire.h"
 #include "libspan.h"
+#include "platform/bounded.h"
 #include "platform/brio.h"
+#include "platform/hw_counters.h"
 #include "platform/if_index.h"
+#include "platform/inventory.h"
 #include "platform/quill.h"
 #include "platform/syserr.h"
+#include "platform/tarn.h"
 #include "platform/vex.h"
 
 using namespace libspan;
@@ -191,9 +204,19 @@ const span_if_range_list_t& ranges_of(const void* value) {
   return value != nullptr ? *static_cast<const span_if_range_list_t*>(value) : kNoRanges;
 }
 
-// The first interface as typed decides for the whole list.
+// How a list is named in a request; the first interface as typed decides.
+struct SourceClass {
+  SourceType source_type;
+  uint8_t type;  // the platform's
+};
+
 SourceClass source_class_of(const span_if_range_list_t& ranges) {
-  return libspan::source_class_of(ranges.ranges[0].first);
+  const uint32_t first = ranges.ranges[0].first;
+  if (span_check_pch_subtype(first, IF_INDEX_PORT_CHANNEL_PLAIN) != 0) {
+    return {SourceType::kPortChannel, IF_INDEX_TYPE_PORT_CHANNEL};
+  }
+  const uint8_t type = if_type(first);
+  return {source_type_of(type), type};
 }
 
 bool is_traffic_type(uint32_t token_id) {
@@ -419,12 +442,13 @@ uint32_t span_cli_set_port_config(const span_cli_parms_t* parms) {
 
 // ---- Show: pieces ---------------------------------------------------------------------------------------------------
 
-void span_print_sp(uint32_t count) {
-  for (; count > 0; --count) std::putchar(' ');
-}
+namespace {
 
-void span_print_vsan_cfg(const char* prefix, const void* holder) {
-  const VsanSet vsans(vsans_of(holder));
+// Room for all names of traffic types together, and a NUL.
+constexpr size_t kTrafficNamesSize = sizeof "targetinitiatormgmt";
+
+// A line for each VSAN, or the prefix as a line.
+void print_vsan_lines(const char* prefix, const VsanSet& vsans) {
   if (vsans.empty()) {
     std::puts(prefix);
     return;
@@ -435,6 +459,16 @@ void span_print_vsan_cfg(const char* prefix, const void* holder) {
     text.add(prefix, length);
     text.add_vsan_line_end(vsan);
   }
+}
+
+}  // namespace
+
+void span_print_sp(uint32_t count) {
+  for (; count > 0; --count) std::putchar(' ');
+}
+
+void span_print_vsan_cfg(const char* prefix, const void* holder) {
+  print_vsan_lines(prefix, VsanSet(vsans_of(holder)));
 }
 
 int strcat_span_ks_info(char* text, const void* info) {
@@ -464,6 +498,25 @@ constexpr char kListIndent[] = "     ";
 
 bool is_service_port_channel(uint32_t if_index) {
   return span_check_pch_subtype(if_index, IF_INDEX_PORT_CHANNEL_SERVICE) != 0;
+}
+
+// Asks for one source interface and prints what print(request, response) makes of it.
+template <class Print>
+uint32_t show_source(const span_cli_parms_t& parms, uint8_t session_index, uint32_t if_index, uint8_t direction,
+                     Print print) {
+  span_src_if_info_req_t request = {};
+  put(view<span_host32_t>(&request), if_index);
+  request.session_index = session_index;
+  request.direction = direction;
+  Owned<void> response;
+  const uint32_t status =
+      span_get_src_if_info(parms.queue, parms.requester1, parms.requester2, &request, response.out());
+  if (status != SPAN_OK) {
+    std::printf("err(%d)\n", status);
+  } else {
+    print(&request, response.get());
+  }
+  return status;
 }
 
 // What the source in one direction says of itself, in parentheses. Returns the number of characters.
@@ -514,18 +567,9 @@ uint32_t span_print_src_if_info(const void* request, const void* response, int32
 
 uint32_t span_show_src_if_info(const span_cli_parms_t* parms, uint8_t session_index, uint32_t if_index,
                                uint8_t direction, int32_t* column) {
-  span_src_if_info_req_t request = {
-      .if_index = {}, .session_index = session_index, .direction = direction, .unused = {}};
-  put(view<span_host32_t>(&request), if_index);
-  Owned<void> response;
-  const uint32_t status =
-      span_get_src_if_info(parms->queue, parms->requester1, parms->requester2, &request, response.out());
-  if (status != SPAN_OK) {
-    std::printf("err(%d)\n", status);
-    return status;
-  }
-  span_print_src_if_info(&request, response.get(), column);
-  return SPAN_OK;
+  return show_source(*parms, session_index, if_index, direction, [&](const void* request, const void* response) {
+    span_print_src_if_info(request, response, column);
+  });
 }
 
 // ---- Show: sessions -------------------------------------------------------------------------------------------------
@@ -718,4 +762,412 @@ uint32_t span_cli_show_session_info_common(const span_cli_parms_t* parms, uint32
     row(parms, 0, record, sessions.all_sessions);
   }
   return 0;
+}
+
+// ---- Running configuration ------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr size_t kLineSize = 128;
+
+// Distance from the fields of a source to those that hold for rx behind a filter.
+constexpr size_t kBehindFilter = 516;
+
+// The traffic type of a source in one direction, where the response has it.
+struct TrafficType {
+  bool present;
+  const span_traffic_names_t& names;
+};
+
+TrafficType traffic_type_in(const span_src_if_info_res_t& source, bool rx, bool filtered) {
+  constexpr size_t kNamesAt = offsetof(span_src_if_info_res_t, member_if_index);
+  // KEEP: for rx behind a filter, flag and names are read further on, inside the filter's VSANs.
+  const size_t shift = rx && filtered ? kBehindFilter : 0;
+  const size_t flag_at =
+      (rx ? offsetof(span_src_if_info_res_t, rx_traffic_type) : offsetof(span_src_if_info_res_t, tx_traffic_type));
+  const auto& bytes = view<uint8_t[sizeof(span_src_if_info_res_t)]>(&source);
+  return {bytes[flag_at + shift] != 0, view<span_traffic_names_t>(bytes + kNamesAt + shift)};
+}
+
+void print_vsan_section(const char* prefix, const VsanBits& vsans) {
+  if (VsanSet(vsans).empty()) return;
+  print_vsan_lines(prefix, VsanSet(vsans));
+  std::putchar('\n');
+}
+
+void print_running_head(const span_session_info_t& session) {
+  Text text;
+  text.add("span session ");
+  text.add_number(session.session_id + 1u);
+  text.add("\n");
+  if (get(session.dest_configured) != 0) {
+    text.add("destination interface ");
+    text.add_if_name(get(session.dest_if_index));
+    text.add("\n");
+  }
+  if (get(session.admin_suspended) != 0) text.add("suspend\n");
+}
+
+}  // namespace
+
+uint32_t span_cli_generate_session_config(const span_cli_parms_t* parms) {
+  for (uint32_t number = 1; number <= SPAN_SESSIONS; ++number) {
+    uint8_t valid = 0;
+    uint8_t* record = nullptr;
+    Owned<void> response;
+    const uint32_t status = span_get_session_info(parms->queue, parms->requester1, parms->requester2, &number, 1,
+                                                  &valid, &record, response.out());
+    if (status != SPAN_OK) {
+      print_transport_error(parms->queue);
+      return 1;
+    }
+    span_show_running_session_info(parms, 0, record);  // KEEP: the manager's status is not looked at.
+  }
+  return 0;
+}
+
+void span_show_running_session_info(const span_cli_parms_t* parms, uint8_t, const void* session_record) {
+  if (session_record == nullptr) return;
+  const auto& session = view<span_session_info_t>(session_record);
+  if (session.configured == 0) return;
+  print_running_head(session);
+  // KEEP: the blank at the end of the prefixes makes two before each VSAN; so do empty lines stand between the pieces.
+  print_vsan_section("source filter vsan ", session.filter_vsans);
+  print_vsan_section("source vsan ", session.rx_vsans);
+  const SourceIfs ifs = source_ifs(session);
+  for (const span_net_if_t& entry : ifs.rx) {
+    span_show_src_running_config(parms, session.session_id, get(entry), SPAN_RX);
+    std::putchar('\n');
+  }
+  for (const span_net_if_t& entry : ifs.tx) {
+    span_show_src_running_config(parms, session.session_id, get(entry), SPAN_TX);
+    std::putchar('\n');
+  }
+  std::fputs(ifs.tx.empty() ? "\n" : "\n\n", stdout);
+}
+
+uint32_t span_show_src_running_config(const span_cli_parms_t* parms, uint8_t session_index, uint32_t if_index,
+                                      uint8_t direction) {
+  return show_source(*parms, session_index, if_index, direction, span_print_src_running_config);
+}
+
+uint32_t span_print_src_running_config(const void* request, const void* response) {
+  const auto& req = view<span_src_if_info_req_t>(request);
+  const auto& res = view<span_src_if_info_res_t>(response);
+  if (res.valid != 1) return 0;
+  const uint32_t if_index = get(res.if_index);
+  char name[IF_INDEX_NAME_SIZE] = "";
+  sprintf_if_index(name, is_service_port_channel(if_index) ? get(res.member_if_index) : if_index);
+  const bool rx = req.direction == SPAN_RX;
+  if (!rx && req.direction != SPAN_TX) return 0;
+
+  char line[kLineSize + kTrafficNamesSize];  // the names go behind what the line's bound lets through
+  std::snprintf(line, kLineSize, "source interface %s ", name);
+  __strcat_to_buf(kLineSize, line, rx ? "rx " : "tx ");
+  const bool filtered = (rx ? res.rx_filter : res.tx_filter) != 0;
+  if (filtered) {
+    __strcat_to_buf(kLineSize, line, "filter vsan ");
+    print_vsan_lines(line, VsanSet(view<VsanBits>(res.detail)));
+  }
+  const TrafficType traffic_type = traffic_type_in(res, rx, filtered);
+  if (traffic_type.present && is_service_port_channel(get(req.if_index))) {
+    __strcat_to_buf(kLineSize, line, "traffic-type ");
+    strcat_span_ks_info(line, &traffic_type.names);
+  }
+  std::puts(line);
+  return 0;
+}
+
+// ---- Drop counters --------------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr uint32_t kModules = 232;
+constexpr uint32_t kCounterTimeout = 5;
+constexpr uint32_t kInventoryTimeout = 100;
+constexpr uint32_t kNotReceived = 0xFFFFFFFF;
+
+// Hardware families that count drops, ascending.
+constexpr uint16_t kCountingSoftware[] = {29, 30, 31, 32, 34, 39, 40, 41, 42, 43,  44, 45,
+                                          51, 52, 53, 54, 55, 56, 57, 59, 75, 147, 163};
+
+struct PlatformInfo {
+  uint8_t supervisors[2];
+  uint8_t unused[14];
+};
+static_assert(sizeof(PlatformInfo) == 16);
+static_assert(sizeof(rook_module_t) == 16 && offsetof(rook_module_t, present) == 2);
+static_assert(offsetof(rook_module_t, node_address) == 3 && offsetof(rook_module_t, online) == 4);
+static_assert(sizeof(quill_recv_options_t) == 40 && offsetof(quill_recv_options_t, timeout) == 8);
+static_assert(offsetof(quill_recv_options_t, token) == 12);
+
+// A message handle, zeroed.
+struct Message {
+  alignas(8) uint8_t bytes[QUILL_MESSAGE_SIZE] = {};
+};
+
+int receive_answer(uint32_t queue, void* message, uint32_t timeout, uint32_t token) {
+  const quill_recv_options_t options = {.wait = 1, .zero1 = 0, .timeout = timeout, .token = token, .zero2 = {}};
+  return quill_recv(queue, message, &options);
+}
+
+bool counts_drops(uint16_t software_id) { return std::ranges::binary_search(kCountingSoftware, software_id); }
+
+void print_drop_counter(const span_hw_counters_result_t& result) {
+  std::printf("SPAN Drop-Counters for module %x is: 0x%x\n", result.module_index + 1, result.drop_counter);
+}
+
+// Asks one module for its counter and prints it. Returns the command's result; 0 goes on with the next module.
+uint32_t show_drop_counter(const char* command, uint32_t queue, uint32_t module, const rook_module_t& entry) {
+  const span_hw_counters_request_t request = {.word0 = 0, .module_index = module - 1, .word2 = 1};
+  void* payload = nullptr;
+  uint32_t consumed = 0;
+  uint32_t length = 0;
+  if (span_hw_counters_payload_to_tlv(&request, &payload, &consumed, 0, &length, 0) != 0) return 1;
+  Message message;
+  const uint32_t address = uint32_t{entry.node_address} << 8 | 2;
+  if (span_show_send_receive(queue, address, kCounterService, kCounterOpcode, payload, length, &message,
+                             kCounterTimeout) != 0) {
+    std::printf("%s module %x not available\n", command, module);
+    return 0;
+  }
+  const void* const reply = quill_payload_get(&message);
+  void* result = nullptr;
+  const bool decoded = reply != nullptr && span_hw_counters_payload_to_struct(&result, reply, 0, 0) == 0;
+  if (decoded && result != nullptr) print_drop_counter(*static_cast<const span_hw_counters_result_t*>(result));
+  quill_drop(queue, &message);
+  if (reply == nullptr) return SPAN_E_INVALID_PARAM;
+  if (decoded) return 0;
+  std::printf("%s conversion from TLV to struct failedi for mod %x \n", command, module);
+  return 1;
+}
+
+}  // namespace
+
+uint32_t span_cli_get_drop_counters(const span_cli_parms_t* parms) {
+  PlatformInfo platform = {};
+  if (get_platform_info(&platform) < 0) {
+    std::puts("Error: unable to get platform info");
+    return 1;
+  }
+  rook_module_t modules[kModules] = {};
+  rook_get_all_modules_in_chassis(parms->queue, modules, kModules);
+  for (uint32_t module = 1; module <= kModules; ++module) {
+    uint16_t software_id = 0;
+    if (syscli_get_module_swid(parms, module, &software_id) != 0) continue;
+    if (module == platform.supervisors[0] || module == platform.supervisors[1]) continue;
+    if (!counts_drops(software_id)) continue;
+    const rook_module_t& entry = modules[module - 1];
+    if (entry.present == 0 || entry.online == 0) continue;
+    const uint32_t status = show_drop_counter(__func__, parms->queue, module, entry);
+    if (status != 0) return status;
+  }
+  return 0;
+}
+
+uint32_t syscli_get_module_swid(const span_cli_parms_t* parms, uint32_t module, uint16_t* swid) {
+  Message sent;
+  const int status = wren_get_module_info(parms->queue, &sent, static_cast<uint8_t>(module));
+  if (status != 0) {
+    std::printf("Cannot get info about module %d\n", module);
+    return static_cast<uint32_t>(status);
+  }
+  Message reply;
+  if (receive_answer(parms->queue, &reply, kInventoryTimeout, quill_rr_token_get(&sent)) == -1) {
+    const int error = errno;
+    quill_drop(parms->queue, &reply);
+    std::printf("\n quill_recv returned errno %d : %s", error, std::strerror(error));
+    return kNotReceived;
+  }
+  const void* const payload = quill_payload_get(&reply);
+  if (payload != nullptr) *swid = get((&view<ModuleInfo>(payload))[module - 1].software_id);
+  quill_drop(parms->queue, &sent);
+  quill_drop(parms->queue, &reply);
+  return payload != nullptr ? 0 : kNotReceived;
+}
+
+uint32_t span_show_send_receive(uint32_t queue, uint32_t address, uint32_t service, uint32_t opcode,
+                                const void* payload, uint32_t length, void* message, uint32_t timeout) {
+  if (quill_send(queue, address, service, opcode, payload, length, message, 0, 0) == -1) {
+    print_transport_error(queue);
+    return 1;
+  }
+  const uint32_t token = quill_rr_token_get(message);
+  quill_drop(queue, message);
+  const int status = receive_answer(queue, message, timeout, token);
+  if (status != -1) return static_cast<uint32_t>(status);
+  const uint32_t error = quill_errno_get(queue);
+  std::printf("%s QUILL receive error %x\n", __func__, error);
+  quill_drop(queue, message);
+  return error;
+}
+
+// ---- Drop threshold -------------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr uint32_t kDefaultThreshold = 0xFFFFFFFF;
+
+}  // namespace
+
+uint32_t span_cli_get_drop_threshold(const span_cli_parms_t* parms) {
+  const span_global_info_payload_t request = {.threshold = 0, .operation = SPAN_GLOBAL_READ, .result = 0};
+  Owned<span_global_info_payload_t> reply;
+  const uint32_t status = span_global_info(parms->queue, parms->requester1, parms->requester2, &request, reply.out());
+  if (status != SPAN_OK) {
+    std::printf("command show drop-threshold failed: %d\n", status);
+  } else if (reply) {
+    std::printf("Max-Queued-Packets for SPAN sessions: %d\n", reply->threshold);
+  }
+  return 0;
+}
+
+uint32_t span_cli_set_drop_threshold(const span_cli_parms_t* parms) {
+  const Command command(*parms);
+  const uint32_t threshold = command.negated() ? kDefaultThreshold : command.number(0);
+  const span_global_info_payload_t request = {.threshold = threshold, .operation = SPAN_GLOBAL_WRITE, .result = 0};
+  Owned<span_global_info_payload_t> reply;
+  const uint32_t status = span_global_info(parms->queue, parms->requester1, parms->requester2, &request, reply.out());
+  if (status != SPAN_OK) {
+    std::printf("command set drop-threshold failed: %d\n", status);
+  } else if (reply && reply->result != SPAN_OK) {
+    std::puts(syserr2str(reply->result));
+  }
+  return 0;
+}
+
+// ---- Diagnostics ----------------------------------------------------------------------------------------------------
+
+namespace {
+
+constexpr uint32_t kDumpAddress = 0xFE000000;
+constexpr char kDump[] = "span_debug_dump";
+constexpr char kDumpLog[] = "fu_fsm_dump_fsm_log";
+
+// Objects of DumpRecord.
+constexpr uint8_t kDumpInterface = 1;
+constexpr uint8_t kDumpSession = 6;
+constexpr uint8_t kDumpTest = 16;
+
+constexpr uint32_t kShortMemoryStats = 8;  // id of the keyword
+
+template <class Record>
+uint32_t dump(uint32_t queue, const Record& record, const char* function) {
+  return tarn_debug_dump(queue, kDumpAddress, kSpanManager, &record, sizeof record, function);
+}
+
+uint32_t dump_session(const span_cli_parms_t& parms, const char* function) {
+  DumpRecord record = {.object = kDumpSession, .zero = {}, .number = {}};
+  record.number.b[0] = Command(parms).session_index(0);
+  return dump(parms.queue, record, function);
+}
+
+uint32_t dump_if(const span_cli_parms_t& parms, const char* function) {
+  DumpRecord record = {.object = kDumpInterface, .zero = {}, .number = {}};
+  put(view<span_net_if_t>(&record.number), Command(parms).number(0));
+  return dump(parms.queue, record, function);
+}
+
+// A file of commands for the shell, for its owner alone; nothing that stood there before is written to. Returns whether
+// all of it is written.
+bool write_script(const char* path, const char* script) {
+  unlink(path);
+  const int file = open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  if (file < 0) return false;
+  const size_t length = std::strlen(script);
+  const bool written = write(file, script, length) == static_cast<ssize_t>(length);
+  return close(file) == 0 && written;
+}
+
+// Shows everything about what `subject` names, "session 3", by four commands of the shell.
+uint32_t show_all(const char* subject) {
+  char path[64];
+  std::snprintf(path, sizeof path, "/tmp/span_show_internal_all.%d", static_cast<int>(getpid()));
+  char script[512];
+  std::snprintf(script, sizeof script,
+                "show span internal info %s\n"
+                "show span internal event-history %s\n"
+                "show span internal event-history msgs\n"
+                "show span internal event-history errors\n",
+                subject, subject);
+  if (write_script(path, script)) brio_execute_script_file(path);
+  return static_cast<uint32_t>(unlink(path));
+}
+
+// The tunnel's name in a line. Returns the characters printed, or 0 or the status of the query when there is none.
+uint32_t print_rspan_tunnel(const char* format, uint32_t port, uint32_t queue) {
+  uint32_t tunnel = 0;
+  const uint32_t status = span_get_rspan_tunnel_config(queue, port, &tunnel);
+  if (status != SPAN_OK || tunnel == 0) return status;
+  char name[IF_INDEX_NAME_SIZE] = "";
+  sprintf_if_index(name, tunnel);
+  return static_cast<uint32_t>(std::printf(format, name));
+}
+
+}  // namespace
+
+uint32_t span_cli_print_session_id(const span_cli_parms_t*) { return 0; }
+
+uint32_t span_cli_test_adb(uint32_t queue, uint32_t number) {
+  DumpRecord record = {.object = kDumpTest, .zero = {}, .number = {}};
+  put(record.number, number);
+  return dump(queue, record, kDump);
+}
+
+uint32_t span_cli_test(const span_cli_parms_t* parms) {
+  const uint32_t number = Command(*parms).number(0);
+  if (number == 0) return static_cast<uint32_t>(std::printf("%s: testing", __func__));
+  return number <= 5 ? span_cli_test_adb(parms->queue, number) : number;
+}
+
+uint32_t span_cli_dump_memstats(const span_cli_parms_t* parms) {
+  const uint32_t mode = Command(*parms).id(0) == kShortMemoryStats ? 0 : 1;
+  const uint32_t record[] = {0, mode, 5, 0xFFFFFFFF};
+  return dump(parms->queue, record, "mtrack_dump_memstats");
+}
+
+uint32_t span_cli_dump_global_info(const span_cli_parms_t* parms) {
+  const DumpRecord record = {.object = static_cast<uint8_t>(Command(*parms).id(0)), .zero = {}, .number = {}};
+  return dump(parms->queue, record, kDump);
+}
+
+uint32_t span_cli_dump_session(const span_cli_parms_t* parms) { return dump_session(*parms, kDump); }
+
+uint32_t span_cli_dump_if(const span_cli_parms_t* parms) { return dump_if(*parms, kDump); }
+
+uint32_t span_cli_eventlog_session(const span_cli_parms_t* parms) { return dump_session(*parms, kDumpLog); }
+
+uint32_t span_cli_eventlog_if(const span_cli_parms_t* parms) { return dump_if(*parms, kDumpLog); }
+
+uint32_t span_cli_eventlog_stats(const span_cli_parms_t* parms) {
+  span_be32_t record;
+  put(record, Command(*parms).id(0));
+  return dump(parms->queue, record, "fu_fsm_tca_dump");
+}
+
+uint32_t span_cli_int_all_session(const span_cli_parms_t* parms) {
+  char subject[32];
+  std::snprintf(subject, sizeof subject, "session %d", Command(*parms).number(0));
+  return show_all(subject);
+}
+
+uint32_t span_cli_int_all_if(const span_cli_parms_t* parms) {
+  char subject[16 + IF_INDEX_NAME_SIZE] = "interface ";
+  const int length = sprintf_if_index(subject + std::strlen(subject), Command(*parms).number(0));
+  return length < 1 ? static_cast<uint32_t>(length) : show_all(subject);
+}
+
+uint32_t span_get_rspan_tunnel_config_for_st_port(uint32_t port, uint32_t queue) {
+  uint32_t tunnel = 0;
+  span_get_rspan_tunnel_config(queue, port, &tunnel);  // KEEP: the status is not looked at.
+  std::printf("  %s: rspan_tunnel is 0x%x\n", __func__, tunnel);
+  return tunnel;
+}
+
+uint32_t span_print_rspan_tunnel_config_for_st_port(uint32_t port, uint32_t queue) {
+  return print_rspan_tunnel("rspan-tunnel interface %s\n", port, queue);
+}
+
+uint32_t span_show_rspan_tunnel_config_for_st_port(uint32_t port, uint32_t queue) {
+  return print_rspan_tunnel("    Rspan tunnel is %s\n", port, queue);
 }

@@ -16,18 +16,9 @@ inline uint8_t if_type(uint32_t if_index) {
   return if_index_get_type(if_index, &type) == 0 ? type : uint8_t{0};
 }
 
-// How an interface is named in a source configuration.
-struct SourceClass {
-  SourceType source_type;
-  uint8_t type;  // the platform's
-};
-
-inline SourceClass source_class_of(uint32_t if_index) {
-  if (span_check_pch_subtype(if_index, IF_INDEX_PORT_CHANNEL_PLAIN) != 0) {
-    return {SourceType::kPortChannel, IF_INDEX_TYPE_PORT_CHANNEL};
-  }
-  const uint8_t type = if_type(if_index);
-  return {type == IF_INDEX_TYPE_INBAND ? SourceType::kInband : SourceType::kInterface, type};
+// How an interface is named in a source configuration, by its type, when it is not a plain port channel.
+inline SourceType source_type_of(uint8_t type) {
+  return type == IF_INDEX_TYPE_INBAND ? SourceType::kInband : SourceType::kInterface;
 }
 
 }  // namespace libspan
