@@ -74,20 +74,28 @@ uint32_t refuse(const char* message) {
   return SPAN_E_INVALID_PARAM;
 }
 
-// A new block for a request of `fixed` bytes and `count` elements of `size` bytes; its address and length go out even
-// when there is no memory.
-bool new_payload(uint8_t** payload_out, uint32_t* length_out, size_t fixed, size_t count = 0, size_t size = 0) {
+// Bytes of a request of `fixed` bytes and `count` elements of `size` bytes; 0 when no request can be so long.
+uint32_t payload_length(size_t fixed, uint32_t count, size_t size) {
   const uint64_t length = fixed + uint64_t{count} * size;
-  *length_out = static_cast<uint32_t>(length);
-  *payload_out = length <= UINT32_MAX ? static_cast<uint8_t*>(new_block(fixed, count, size)) : nullptr;
-  return *payload_out != nullptr;
+  return length <= UINT32_MAX ? static_cast<uint32_t>(length) : 0;
 }
 
-// The same, cleared.
-bool new_clear_payload(uint8_t** payload_out, uint32_t* length_out, size_t fixed, size_t count = 0, size_t size = 0) {
-  if (!new_payload(payload_out, length_out, fixed, count, size)) return false;
-  std::memset(*payload_out, 0, *length_out);
+// A cleared block for a configuration request of `length` bytes. Its address and length go out, but when there is no
+// memory.
+bool new_config_payload(uint32_t length, uint8_t** payload_out, uint32_t* length_out) {
+  void* const block = length != 0 ? new_block(length) : nullptr;
+  if (block == nullptr) return false;
+  *payload_out = static_cast<uint8_t*>(std::memset(block, 0, length));
+  *length_out = length;
   return true;
+}
+
+// A block for a query of `length` bytes, not cleared. Its address and length go out first, also when there is no
+// memory.
+bool new_query_payload(uint32_t length, uint8_t** payload_out, uint32_t* length_out) {
+  *length_out = length;
+  *payload_out = static_cast<uint8_t*>(new_block(length));
+  return *payload_out != nullptr;
 }
 
 template <size_t kSize>
@@ -285,7 +293,7 @@ uint32_t span_get_session_info_brief(uint32_t queue, const char* requester1, con
 
 uint32_t span_const_get_session_info_req_payload(const uint32_t* session, uint8_t, uint8_t** payload,
                                                  uint32_t* length) {
-  if (!new_payload(payload, length, sizeof(SessionInfoRequest))) {
+  if (!new_query_payload(sizeof(SessionInfoRequest), payload, length)) {
     std::puts("Malloc error in res payload.");
     return SPAN_E_NO_MEMORY;
   }
@@ -298,7 +306,7 @@ uint32_t span_const_get_session_info_brief_req_payload(const uint32_t* range, ui
                                                        uint8_t** payload, uint32_t* length) {
   const uint8_t sessions = all_flag == 1 ? uint8_t{0} : static_cast<uint8_t>(range[1] - range[0] + 1);
   *count = sessions;
-  if (!new_payload(payload, length, sizeof(BriefSessionInfoRequest), sessions, 1)) {
+  if (!new_query_payload(uint32_t{sizeof(BriefSessionInfoRequest)} + sessions, payload, length)) {
     std::puts("Malloc error in res payload.");
     return SPAN_E_NO_MEMORY;
   }
@@ -368,7 +376,7 @@ uint32_t span_set_session_state(uint32_t queue, const char* requester1, const ch
 uint32_t span_const_set_dest_info_payload(const char* requester1, const char* requester2, uint8_t session_index,
                                           uint8_t operation, uint32_t destination, uint32_t value, uint8_t** payload,
                                           uint32_t* length) {
-  if (!new_clear_payload(payload, length, sizeof(SetDestRequest))) {
+  if (!new_config_payload(sizeof(SetDestRequest), payload, length)) {
     std::printf("error: %s\n", syserr2str(SPAN_E_NO_MEMORY));
     return SPAN_E_NO_MEMORY;
   }
@@ -387,7 +395,8 @@ uint32_t span_const_set_src_config_info_req_payload(const char* requester1, cons
                                                     const void* if_ranges, uint8_t** payload, uint32_t* length) {
   const auto* const list = static_cast<const span_if_range_list_t*>(if_ranges);
   const uint32_t range_count = list != nullptr ? list->count : 0;
-  if (!new_clear_payload(payload, length, sizeof(SetSrcConfigRequest), range_count, sizeof(WireIfRange))) {
+  const uint32_t size = payload_length(sizeof(SetSrcConfigRequest), range_count, sizeof(WireIfRange));
+  if (!new_config_payload(size, payload, length)) {
     std::printf("error:[%x] %s\n", SPAN_E_NO_MEMORY, syserr2str(SPAN_E_NO_MEMORY));
     return SPAN_E_NO_MEMORY;
   }
@@ -411,7 +420,7 @@ uint32_t span_const_set_src_config_info_req_payload(const char* requester1, cons
 
 uint32_t span_const_delete_session_payload(const char* requester1, const char* requester2, uint8_t count,
                                            const uint8_t* indexes, uint8_t flag, uint8_t** payload, uint32_t* length) {
-  if (!new_clear_payload(payload, length, sizeof(DeleteSessionRequest), count, 1)) {
+  if (!new_config_payload(uint32_t{sizeof(DeleteSessionRequest)} + count, payload, length)) {
     std::printf("error: %s \n", syserr2str(SPAN_E_NO_MEMORY));
     return SPAN_E_NO_MEMORY;
   }
@@ -426,7 +435,7 @@ uint32_t span_const_delete_session_payload(const char* requester1, const char* r
 
 uint32_t span_const_set_session_state_payload(const char* requester1, const char* requester2, uint8_t session_index,
                                               uint8_t flag, uint8_t** payload, uint32_t* length) {
-  if (!new_clear_payload(payload, length, sizeof(SetSessionStateRequest))) {
+  if (!new_config_payload(sizeof(SetSessionStateRequest), payload, length)) {
     std::printf("error:[%x] %s \n", SPAN_E_NO_MEMORY, syserr2str(SPAN_E_NO_MEMORY));
     return SPAN_E_NO_MEMORY;
   }
@@ -539,9 +548,9 @@ uint32_t span_vex_set_port_config(uint32_t queue, const char* requester1, const 
 
   const size_t entry_size = offsetof(span_cfg_tlv_t, value) + tlv_length;
   Payload payload;
-  if (!new_clear_payload(payload.bytes.out(), &payload.length, sizeof(PortConfigRequest) + entry_size, count,
-                         sizeof(WireIfRange))) {
-    std::printf("%s: malloc failure, size(%d)\n", __func__, payload.length);
+  const uint32_t size = payload_length(sizeof(PortConfigRequest) + entry_size, count, sizeof(WireIfRange));
+  if (!new_config_payload(size, payload.bytes.out(), &payload.length)) {
+    std::printf("%s: malloc failure, size(%d)\n", __func__, size);
     return SPAN_E_NO_MEMORY;
   }
   fill_port_config_requesters(payload.bytes.get(), payload.length, requester1, requester2);
