@@ -40,6 +40,12 @@ std::optional<Chassis> Chassis::load(const std::string& path, std::string& error
   return text ? parse(*text, path, error) : std::nullopt;
 }
 
+const Module* Chassis::find_module(uint32_t number) const {
+  const auto at =
+      std::find_if(modules_.begin(), modules_.end(), [number](const Module& each) { return each.number == number; });
+  return at != modules_.end() ? &*at : nullptr;
+}
+
 const Interface* Chassis::find(uint32_t if_index) const {
   const auto at = std::lower_bound(interfaces_.begin(), interfaces_.end(), if_index,
                                    [](const Interface& each, uint32_t wanted) { return each.if_index < wanted; });

@@ -46,7 +46,12 @@ struct Interface {
   uint32_t rspan_tunnel = 0;          // port in tunnel-source mode: its tunnel, 0 = none
 };
 
-enum class ModuleState : uint8_t { kOnline, kPoweredDown, kAbsent };
+enum class ModuleState : uint8_t {
+  kOnline,
+  kSilent,  // runs, but the services on it do not answer
+  kPoweredDown,
+  kAbsent,
+};
 
 struct Module {
   uint8_t number;  // 1 ..
@@ -54,6 +59,9 @@ struct Module {
   bool supervisor;
   ModuleState state;
   uint16_t software_id;
+  uint32_t traffic;  // packets a second through each of its interfaces, in each direction
+
+  bool runs() const { return state == ModuleState::kOnline || state == ModuleState::kSilent; }
 };
 
 // What an operator may see. A VSAN or interface that is not listed is hidden; the port channels of an SVC interface go
@@ -73,11 +81,14 @@ class Chassis {
   static std::optional<Chassis> parse(std::string_view toml, const std::string& path, std::string& error);
 
   const std::string& name() const { return name_; }
-  const std::vector<Module>& modules() const { return modules_; }
+  const std::vector<Module>& modules() const { return modules_; }           // ascending by number
   const std::vector<Interface>& interfaces() const { return interfaces_; }  // ascending by if_index
   const std::bitset<4096>& vsans() const { return vsans_; }
   const std::vector<Role>& roles() const { return roles_; }
 
+  uint32_t slots() const { return modules_.empty() ? 0 : modules_.back().number; }  // up to the last one described
+
+  const Module* find_module(uint32_t number) const;
   const Interface* find(uint32_t if_index) const;
   const Interface* find(std::string_view name) const;
   const Role* find_role(std::string_view name) const;

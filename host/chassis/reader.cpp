@@ -13,6 +13,8 @@ constexpr Limits kInbands = {0, 255};
 constexpr Limits kPortChannels = {1, 256};
 constexpr Limits kSubtypes = {0, 1};  // subtype 2 comes with an SVC interface
 constexpr Limits kSoftwareIds = {0, 65535};
+constexpr Limits kTraffic = {0, 10000000};  // packets a second
+constexpr uint32_t kUsualTraffic = 1000;
 constexpr Limits kVsans = {1, 4095};
 constexpr int kSupervisors = 2;
 
@@ -42,10 +44,11 @@ ModuleState read_state(const Section& section) {
   if (section.find("state") == nullptr) return ModuleState::kOnline;
   const std::string text = section.text("state");
   if (text == "online") return ModuleState::kOnline;
+  if (text == "silent") return ModuleState::kSilent;
   if (text == "powered-down") return ModuleState::kPoweredDown;
   if (text == "absent") return ModuleState::kAbsent;
   throw Mistake{where(section.need("state")),
-                "unknown state " + quoted(text) + "; known: online, powered-down, absent"};
+                "unknown state " + quoted(text) + "; known: online, silent, powered-down, absent"};
 }
 
 bool is_all(const toml::node& node) { return node.value<std::string_view>() == "all"; }
@@ -83,7 +86,6 @@ class Reader {
   std::vector<Named> named_list(const toml::node& node) const;
   std::vector<uint32_t> role_interfaces(const toml::node& node) const;
   std::bitset<4096> role_vsans(const toml::node& node) const;
-  const Module* find_module(uint32_t number) const;
 
   Chassis chassis_;
   std::map<uint32_t, Interface> interfaces_;  // by if_index
@@ -95,7 +97,10 @@ Chassis Reader::read(const toml::table& root) {
                      {"name", "vsans", "down", "fcip", "module", "port-channel", "svc", "rspan-tunnel", "role"});
   chassis_.name_ = file.text("name");
   for (const uint32_t vsan : to_numbers(file.need("vsans"), kVsans, "VSAN")) chassis_.vsans_.set(vsan);
-  for (const char* needed : {"module", "role"}) file.need(needed);
+  for (const char* needed : {"module", "role"}) {
+    const toml::node& node = file.need(needed);
+    if (entries(root, needed).empty()) throw Mistake{where(node), quoted(needed) + " needs at least one entry"};
+  }
   for (const auto* table : entries(root, "module")) read_module(*table);
   settle_modules();
   read_fcip(file.find("fcip"));
@@ -112,14 +117,19 @@ Chassis Reader::read(const toml::table& root) {
 // ---- Modules ---------------------------------------------------------------------------------------------------------
 
 void Reader::read_module(const toml::table& table) {
-  const Section section(table, "[[module]]",
-                        {"number", "name", "state", "supervisor", "software-id", "fc-ports", "iscsi-ports", "inband"});
+  const Section section(
+      table, "[[module]]",
+      {"number", "name", "state", "supervisor", "software-id", "traffic", "fc-ports", "iscsi-ports", "inband"});
   const uint32_t number = section.number("number", kModules);
-  if (find_module(number) != nullptr) {
+  if (chassis_.find_module(number) != nullptr) {
     throw Mistake{where(section.need("number")), "module " + std::to_string(number) + " is there twice"};
   }
-  const Module module = {static_cast<uint8_t>(number), section.text("name"), section.flag("supervisor"),
-                         read_state(section), static_cast<uint16_t>(section.number("software-id", kSoftwareIds, 0))};
+  const Module module = {.number = static_cast<uint8_t>(number),
+                         .name = section.text("name"),
+                         .supervisor = section.flag("supervisor"),
+                         .state = read_state(section),
+                         .software_id = static_cast<uint16_t>(section.number("software-id", kSoftwareIds, 0)),
+                         .traffic = section.number("traffic", kTraffic, kUsualTraffic)};
   chassis_.modules_.push_back(module);
   const auto supervisors = std::count_if(chassis_.modules_.begin(), chassis_.modules_.end(),
                                          [](const Module& each) { return each.supervisor; });
@@ -144,7 +154,7 @@ void Reader::read_inband(const Section& section, const Module& module) {
   if (!module.supervisor) throw Mistake{where(*node), "only a supervisor has an in-band interface"};
   if (module.state == ModuleState::kAbsent) throw Mistake{where(*node), "an absent module has no interfaces"};
   Interface& inband = add(where(*node), IfType::kInband, 0, section.number("inband", kInbands));
-  inband.up = module.state == ModuleState::kOnline;
+  inband.up = module.runs();
   inbands_[module.number] = inband.if_index;
 }
 
@@ -152,16 +162,9 @@ void Reader::read_inband(const Section& section, const Module& module) {
 void Reader::settle_modules() {
   auto& modules = chassis_.modules_;
   std::sort(modules.begin(), modules.end(), [](const Module& a, const Module& b) { return a.number < b.number; });
-  const auto active = std::find_if(modules.begin(), modules.end(), [](const Module& each) {
-    return each.supervisor && each.state == ModuleState::kOnline;
-  });
+  const auto active =
+      std::find_if(modules.begin(), modules.end(), [](const Module& each) { return each.supervisor && each.runs(); });
   if (active != modules.end() && inbands_.contains(active->number)) chassis_.inband_ = inbands_[active->number];
-}
-
-const Module* Reader::find_module(uint32_t number) const {
-  const auto at = std::find_if(chassis_.modules_.begin(), chassis_.modules_.end(),
-                               [number](const Module& each) { return each.number == number; });
-  return at != chassis_.modules_.end() ? &*at : nullptr;
 }
 
 // ---- Interfaces ------------------------------------------------------------------------------------------------------
@@ -172,10 +175,10 @@ Interface& Reader::add(Position at, IfType type, uint32_t module, uint32_t port)
   interface.name = name_of(type, module, port);
   interface.type = type;
   if (module != 0) {
-    const Module* home = find_module(module);
+    const Module* home = chassis_.find_module(module);
     if (home == nullptr) throw Mistake{at, "there is no module " + std::to_string(module)};
     if (home->state == ModuleState::kAbsent) throw Mistake{at, "an absent module has no interfaces"};
-    interface.up = home->state == ModuleState::kOnline;
+    interface.up = home->runs();
   }
   const auto [added, is_new] = interfaces_.emplace(interface.if_index, interface);
   if (!is_new) throw Mistake{at, "interface " + quoted(interface.name) + " is there twice"};

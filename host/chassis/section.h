@@ -37,7 +37,12 @@ inline std::string one_line(std::string text) {
 }
 
 // Text of the file inside a message.
-inline std::string quoted(std::string_view text) { return one_line("'" + std::string(text) + "'"); }
+inline std::string quoted(std::string_view text) {
+  std::string quote = "'";
+  quote += text;
+  quote += '\'';
+  return one_line(std::move(quote));
+}
 
 // ---- Numbers and ranges ----------------------------------------------------------------------------------------------
 
