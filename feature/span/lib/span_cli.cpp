@@ -862,7 +862,8 @@ uint32_t span_print_src_running_config(const void* request, const void* response
   if (!rx && req.direction != SPAN_TX) return 0;
 
   char line[kLineSize + kTrafficNamesSize];  // the names go behind what the line's bound lets through
-  std::snprintf(line, kLineSize, "source interface %s ", name);
+  std::snprintf(line, sizeof line, "source interface %s ", name);
+  line[kLineSize - 1] = '\0';
   __strcat_to_buf(kLineSize, line, rx ? "rx " : "tx ");
   const bool filtered = (rx ? res.rx_filter : res.tx_filter) != 0;
   if (filtered) {
