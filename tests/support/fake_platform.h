@@ -74,10 +74,17 @@ struct TraceRecord {
   std::string text;
 };
 
+// What the platform says to one question for a type.
+struct TypeAnswer {
+  uint8_t type;
+  int result = 0;
+};
+
 struct Interface {
   uint8_t type = 0;
   std::string name;
   std::optional<uint8_t> subtype = std::nullopt;  // of a port channel
+  std::vector<TypeAnswer> type_answers = {};      // given first, one by one, in place of `type`
 };
 
 class FakePlatform {

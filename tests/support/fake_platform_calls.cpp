@@ -117,7 +117,7 @@ std::optional<std::string> optional_text(const char* text) {
   return text == nullptr ? std::nullopt : std::optional<std::string>(text);
 }
 
-const Interface* find_interface(uint32_t if_index) {
+Interface* find_interface(uint32_t if_index) {
   const auto found = fake().interfaces.find(if_index);
   return found == fake().interfaces.end() ? nullptr : &found->second;
 }
@@ -261,10 +261,15 @@ int span_hw_counters_payload_to_struct(void** result, const void* payload, uint3
 
 int if_index_get_type(uint32_t if_index, uint8_t* type) {
   fake().record(line("if_index_get_type", if_index));
-  const Interface* const found = find_interface(if_index);
+  Interface* const found = find_interface(if_index);
   if (found == nullptr) return kUnknown;
-  *type = found->type;
-  return 0;
+  testkit::TypeAnswer answer = {.type = found->type};
+  if (!found->type_answers.empty()) {
+    answer = found->type_answers.front();
+    found->type_answers.erase(found->type_answers.begin());
+  }
+  *type = answer.type;
+  return answer.result;
 }
 
 int if_index_port_channel_get_subtype(uint32_t if_index, uint8_t* subtype) {
