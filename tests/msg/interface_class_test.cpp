@@ -96,6 +96,11 @@ class InterfaceList : public LibspanTest {
 
 TEST_F(InterfaceList, TheFirstEntryFollows0) { EXPECT_EQ(next(0), 0x100u); }
 
+TEST_F(InterfaceList, TheFirstEntryFollows0EvenWhenItIs0) {
+  build({0, 0x100});
+  EXPECT_EQ(next(0), 0u);
+}
+
 TEST_F(InterfaceList, TheNextLargerEntryFollowsAnEntry) {
   EXPECT_EQ(next(0x100), 0x200u);
   EXPECT_EQ(next(0x200), 0x80000000u);
