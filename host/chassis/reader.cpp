@@ -13,7 +13,7 @@ constexpr Limits kInbands = {0, 255};
 constexpr Limits kPortChannels = {1, 256};
 constexpr Limits kSubtypes = {0, 1};  // subtype 2 comes with an SVC interface
 constexpr Limits kSoftwareIds = {0, 65535};
-constexpr Limits kTraffic = {0, 10000000};  // packets a second
+constexpr Limits kPacketRates = {0, 1000000};  // packets a second
 constexpr uint32_t kUsualTraffic = 1000;
 constexpr Limits kVsans = {1, 4095};
 constexpr int kSupervisors = 2;
@@ -129,7 +129,7 @@ void Reader::read_module(const toml::table& table) {
                          .supervisor = section.flag("supervisor"),
                          .state = read_state(section),
                          .software_id = static_cast<uint16_t>(section.number("software-id", kSoftwareIds, 0)),
-                         .traffic = section.number("traffic", kTraffic, kUsualTraffic)};
+                         .traffic = section.number("traffic", kPacketRates, kUsualTraffic)};
   chassis_.modules_.push_back(module);
   const auto supervisors = std::count_if(chassis_.modules_.begin(), chassis_.modules_.end(),
                                          [](const Module& each) { return each.supervisor; });

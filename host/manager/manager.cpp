@@ -10,7 +10,9 @@
 #include "feature/span/lib/internal/bytes.h"
 #include "feature/span/lib/internal/wire.h"
 #include "host/manager/config.h"
+#include "host/manager/dump.h"
 #include "host/manager/elements.h"
+#include "host/manager/history.h"
 #include "host/manager/reasons.h"
 #include "host/manager/records.h"
 #include "host/manager/sessions.h"
@@ -303,28 +305,51 @@ constexpr Route kRoutes[] = {
     {Opcode::kRspanTunnel, VEX_KIND_QUERY, rspan_tunnel},
 };
 
-}  // namespace
-
-struct Manager::State : Switch {};
+Reply route(Switch& on, uint32_t opcode, uint32_t kind, Payload payload) {
+  if (Opcode{opcode} == Opcode::kGlobalInfo) return global_info(on, kind, payload);
+  const auto* found = std::ranges::find(kRoutes, Opcode{opcode}, &Route::opcode);
+  if (found == std::end(kRoutes)) return no_answer(kUnknownOpcode);
+  return found->kind == kind ? found->answer(on, payload) : no_answer(kWrongKind);
+}
 
 // Ports that feed a tunnel are in the mode for it from the start.
-Manager::Manager(const chassis::Chassis& chassis) : state_(new State{{chassis, {}}}) {
+Config first_config(const chassis::Chassis& chassis) {
+  Config config;
   for (const chassis::Interface& interface : chassis.interfaces()) {
-    if (interface.rspan_tunnel != 0) state_->config.port_modes[interface.if_index] = PortMode::kTunnelSource;
+    if (interface.rspan_tunnel != 0) config.port_modes[interface.if_index] = PortMode::kTunnelSource;
   }
+  return config;
 }
+
+}  // namespace
+
+struct Manager::State {
+  explicit State(const chassis::Chassis& chassis) : on{chassis, first_config(chassis)}, history(on) {}
+
+  Switch on;
+  History history;
+};
+
+Manager::Manager(const chassis::Chassis& chassis) : state_(std::make_unique<State>(chassis)) {}
 
 Manager::~Manager() = default;
 
 Reply Manager::handle(uint32_t opcode, uint32_t kind, std::span<const uint8_t> payload) {
-  if (Opcode{opcode} == Opcode::kGlobalInfo) return global_info(*state_, kind, payload);
-  const auto* route = std::ranges::find(kRoutes, Opcode{opcode}, &Route::opcode);
-  if (route == std::end(kRoutes)) return no_answer(kUnknownOpcode);
-  return route->kind == kind ? route->answer(*state_, payload) : no_answer(kWrongKind);
+  Reply reply = route(state_->on, opcode, kind, payload);
+  state_->history.note({0, opcode, kind, payload.size(), reply.status, reply.result}, state_->on);
+  return reply;
 }
 
-PortMode Manager::port_mode(uint32_t if_index) const { return manager::port_mode(state_->config, if_index); }
+Dump Manager::dump(std::string_view function, std::span<const uint8_t> record) const {
+  return run_dump(state_->on, state_->history, function, record);
+}
 
-bool Manager::is_destination(uint32_t if_index) const { return manager::is_destination(state_->config, if_index); }
+const Config& Manager::config() const { return state_->on.config; }
+
+const Switch& Manager::state() const { return state_->on; }
+
+PortMode Manager::port_mode(uint32_t if_index) const { return manager::port_mode(state_->on.config, if_index); }
+
+bool Manager::is_destination(uint32_t if_index) const { return manager::is_destination(state_->on.config, if_index); }
 
 }  // namespace manager

@@ -50,6 +50,11 @@ constexpr uint32_t kNoSuchVsan = 0x40340140;
 constexpr uint32_t kNotInFilter = 0x40340141;
 constexpr uint32_t kTooManySourceVsans = 0x40340142;
 
+// Debug dumps.
+constexpr uint32_t kNoSuchDump = 0x40340150;
+constexpr uint32_t kNoSuchObject = 0x40340151;
+constexpr uint32_t kNoSuchTest = 0x40340152;
+
 struct Reason {
   uint32_t code;
   const char* name;
@@ -91,6 +96,9 @@ constexpr Reason kReasons[] = {
     {kNoSuchVsan, "SPAN_E_NO_SUCH_VSAN", "VSAN does not exist"},
     {kNotInFilter, "SPAN_E_NOT_IN_FILTER", "none of these VSANs is in the filter"},
     {kTooManySourceVsans, "SPAN_E_TOO_MANY_SOURCE_VSANS", "session has no room for more source VSANs"},
+    {kNoSuchDump, "SPAN_E_NO_SUCH_DUMP", "SPAN manager has no such debug function"},
+    {kNoSuchObject, "SPAN_E_NO_SUCH_OBJECT", "debug function cannot tell about this"},
+    {kNoSuchTest, "SPAN_E_NO_SUCH_TEST", "test number is not 1 to 5"},
 };
 
 }  // namespace manager

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <memory>
 
-#include "host/platform/counter_service.h"
+#include "host/linecard/counter_service.h"
 
 namespace host {
 namespace {
@@ -19,8 +19,8 @@ Block decoded_result;
 
 bool has_counter(const void* payload) {
   uint32_t value = 0;
-  return tlvu_get_field(reinterpret_cast<uintptr_t>(payload), kDropCounterTag, reinterpret_cast<uintptr_t>(&value),
-                        sizeof value, 0, &kCounterResultTable) == 0;
+  return tlvu_get_field(reinterpret_cast<uintptr_t>(payload), linecard::kDropCounterTag,
+                        reinterpret_cast<uintptr_t>(&value), sizeof value, 0, &linecard::kCounterResultTable) == 0;
 }
 
 }  // namespace
@@ -32,7 +32,8 @@ int span_hw_counters_payload_to_tlv(const void* request, void** payload, uint32_
                                     uint32_t) {
   if (payload == nullptr || length == nullptr) return -1;
   void* block = nullptr;
-  if (tlvu_table_convert_struct_to_tlv(&block, length, &kCounterRequestTable, request, 0, 0, 0) != 0) return -1;
+  if (tlvu_table_convert_struct_to_tlv(&block, length, &linecard::kCounterRequestTable, request, 0, 0, 0) != 0)
+    return -1;
   encoded_request.reset(block);
   if (consumed != nullptr) *consumed = sizeof(span_hw_counters_request_t);
   *payload = block;
@@ -44,7 +45,7 @@ int span_hw_counters_payload_to_struct(void** result, const void* payload, uint3
   if (result == nullptr) return -1;
   *result = nullptr;
   void* block = nullptr;
-  if (tlvu_table_convert_tlv_to_struct(&block, payload, 0, &kCounterResultTable, 0) != 0) return -1;
+  if (tlvu_table_convert_tlv_to_struct(&block, payload, 0, &linecard::kCounterResultTable, 0) != 0) return -1;
   decoded_result.reset(block);
   if (has_counter(payload)) *result = block;
   return 0;

@@ -1,8 +1,8 @@
 #include "platform/inventory.h"
 
-#include <algorithm>
 #include <cstring>
 
+#include "host/linecard/modules.h"
 #include "host/platform/state.h"
 #include "host/platform/status.h"
 #include "platform/quill.h"
@@ -10,36 +10,20 @@
 namespace host {
 namespace {
 
-constexpr uint32_t kModuleInformationOpcode = 1;
 constexpr size_t kPlatformInfoSize = 16;
+constexpr uint32_t kMaxModule = 232;
 
-// The answer about a module: records of all modules up to it, of which the software identity is told.
-constexpr size_t kModuleRecordSize = 458;
-constexpr size_t kSoftwareIdOffset = 31;
+bool is_present(const chassis::Module* module) {
+  return module != nullptr && module->state != chassis::ModuleState::kAbsent;
+}
 
-const chassis::Module* online_module(uint32_t number) {
-  const auto& modules = running()->chassis.modules();
-  const auto at = std::find_if(modules.begin(), modules.end(), [number](const chassis::Module& each) {
-    return each.number == number && each.state == chassis::ModuleState::kOnline;
-  });
-  return at != modules.end() ? &*at : nullptr;
+// An empty slot of the chassis has nothing to tell. Slots beyond its last one are not there for anyone to miss.
+bool has_information(const chassis::Chassis& chassis, uint32_t number) {
+  if (number == 0 || number > kMaxModule) return false;
+  return number > chassis.slots() || is_present(chassis.find_module(number));
 }
 
 }  // namespace
-
-std::optional<std::vector<uint8_t>> answer_module_information(std::span<const uint8_t> payload) {
-  const chassis::Module* asked = payload.size() == 1 ? online_module(payload[0]) : nullptr;
-  if (asked == nullptr) return std::nullopt;
-  std::vector<uint8_t> records(asked->number * kModuleRecordSize);
-  for (const chassis::Module& each : running()->chassis.modules()) {
-    if (each.number > asked->number) break;
-    uint8_t* const software_id = &records[(each.number - 1u) * kModuleRecordSize + kSoftwareIdOffset];
-    software_id[0] = static_cast<uint8_t>(each.software_id >> 8);
-    software_id[1] = static_cast<uint8_t>(each.software_id);
-  }
-  return records;
-}
-
 }  // namespace host
 
 using namespace host;
@@ -61,18 +45,18 @@ int rook_get_all_modules_in_chassis(uint32_t, void* table, uint32_t entries) {
   for (const chassis::Module& each : running()->chassis.modules()) {
     if (each.number > entries) break;
     rook_module_t entry = {};
-    entry.present = each.state != chassis::ModuleState::kAbsent;
+    entry.present = is_present(&each);
     entry.node_address = each.number;
-    entry.online = each.state == chassis::ModuleState::kOnline;
+    entry.online = each.runs();
     std::memcpy(static_cast<uint8_t*>(table) + (each.number - 1u) * sizeof entry, &entry, sizeof entry);
   }
   return 0;
 }
 
 int wren_get_module_info(uint32_t queue, void* message, uint32_t module) {
-  const auto number = static_cast<uint8_t>(module);
   if (running() == nullptr) return static_cast<int>(kNotStarted);
-  if (online_module(module) == nullptr) return static_cast<int>(kNoSuchModule);
-  return quill_send(queue, kSupervisorAddress, kModuleInformation, kModuleInformationOpcode, &number, sizeof number,
-                    message, 0, 0);
+  if (!has_information(running()->chassis, module)) return static_cast<int>(kNoSuchModule);
+  const auto number = static_cast<uint8_t>(module);
+  return quill_send(queue, kSupervisorAddress, linecard::kInformationService, linecard::kInformationOpcode, &number,
+                    sizeof number, message, 0, 0);
 }

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/linecard/traffic.h"
 #include "host/manager/manager.h"
 #include "host/platform/switch.h"
 
@@ -22,10 +23,12 @@ struct Transport {
 };
 
 struct Switch {
-  explicit Switch(chassis::Chassis description) : chassis(std::move(description)), manager(chassis) {}
+  Switch(chassis::Chassis description, uint64_t now)
+      : chassis(std::move(description)), manager(chassis), traffic(now) {}
 
   const chassis::Chassis chassis;
   manager::Manager manager;
+  linecard::Traffic traffic;
   bool reachable = true;
   Outcome outcome = Outcome::kDone;
   Transport transport;
@@ -39,15 +42,27 @@ const chassis::Interface* find_interface(uint32_t if_index);
 // Notes a failure of the transport, for quill_errno_get() and errno.
 void set_transport_error(int error);
 
+// A request to the manager that comes to nothing: remembered as the outcome, and its status.
+constexpr uint32_t kSpanManager = 68;
+uint32_t refused(uint32_t status);
+uint32_t unreachable(int error);
+
 bool debug_output();
 
 // A line of debug output, behind the name of the module that says it.
 void debug_line(const char* module, const char* text);
 
-// The process of the supervisor that knows the modules.
+// Of the processes on the active supervisor.
 constexpr uint32_t kSupervisorAddress = 2;
-constexpr uint32_t kModuleInformation = 100;
-std::optional<std::vector<uint8_t>> answer_module_information(std::span<const uint8_t> payload);
+
+// Attaches the services of the modules.
+void attach_modules(const chassis::Chassis& chassis);
+
+// Milliseconds.
+uint64_t time_now();
+
+// Brings the traffic of the switch up to now.
+void let_time_pass();
 
 // Runs `work`; what it throws (memory is out) becomes the result of `failed`. Nothing thrown leaves a C function.
 template <class Work, class Failed>

@@ -12,6 +12,10 @@
 
 #include "host/chassis/chassis.h"
 
+namespace manager {
+struct Config;
+}
+
 namespace host {
 
 // Starts the switch with an embedded manager. The platform's functions work from here on. Called again, it starts over:
@@ -49,6 +53,9 @@ void set_script_runner(std::function<void(std::string_view line)> run);
 // Present port mode of an interface, as the manager has it.
 chassis::PortMode port_mode(uint32_t if_index);
 
+// All that the manager keeps, for tests.
+const manager::Config& configuration();
+
 // Operational facts for "show interface brief": whether the interface is a SPAN destination or a source of a session.
 bool is_span_destination(uint32_t if_index);
 
@@ -56,6 +63,11 @@ bool is_span_destination(uint32_t if_index);
 // answer's payload, or nothing when it does not answer. Ends with the switch.
 using Service = std::function<std::optional<std::vector<uint8_t>>(uint32_t opcode, std::span<const uint8_t> payload)>;
 void attach_service(uint32_t address, uint32_t service, Service answer);
+
+// The switch's clock, in milliseconds from wherever. Tests set it, before start_switch(); without a function it is the
+// real one.
+using Clock = std::function<uint64_t()>;
+void set_clock(Clock read);
 
 // Tests: makes every exchange fail, as if the manager were away.
 void set_manager_reachable(bool reachable);

@@ -22,7 +22,7 @@ constexpr Status kStatuses[] = {
     {kNotStarted, "HOST_E_NOT_STARTED", "switch is not started"},
     {kBadMapRequest, "HOST_E_BAD_MAP_REQUEST", "request to the service-module map is malformed"},
     {kNotServiceInterface, "HOST_E_NOT_SERVICE_INTERFACE", "no service-module interface there"},
-    {kNoDebugDump, "HOST_E_NO_DEBUG_DUMP", "SPAN manager offers no debug dump"},
+    {kNoDebugDump, "HOST_E_NO_DEBUG_DUMP", "no such service with debug functions"},
     {kNoSuchModule, "HOST_E_NO_SUCH_MODULE", "no such module, or it does not run"},
     {0x40340000, "SPAN_E_FAILED", "request to the SPAN manager failed"},
     {0x40340002, "SPAN_E_SESSION_NOT_PRESENT", "session is not present"},

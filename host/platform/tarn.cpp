@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -10,6 +11,7 @@
 
 #include "host/platform/state.h"
 #include "host/platform/status.h"
+#include "platform/syserr.h"
 
 namespace host {
 namespace {
@@ -27,6 +29,21 @@ bool debug_is_on = false;
 std::string without_line_end(std::string text) {
   while (!text.empty() && text.back() == '\n') text.pop_back();
   return text;
+}
+
+constexpr uint32_t kManagerAddress = 0xFE000000;
+
+// The debug output of the manager goes to the operator's screen.
+uint32_t dump(const char* function, std::span<const uint8_t> record) {
+  const manager::Dump dump = running()->manager.dump(function, record);
+  std::fputs(dump.text.c_str(), stdout);
+  return dump.status != 0 ? refused(dump.status) : 0;
+}
+
+// The handlers of the library leave it to this service to tell the operator.
+uint32_t told(uint32_t status) {
+  if (status != 0) std::printf("Error: debug dump: %s\n", syserr2str(status));
+  return status;
 }
 
 int record_event(std::span<const uint8_t> record) {
@@ -88,5 +105,12 @@ int murmur(int, void* modname, uint32_t, const char* format, ...) {
   return length;
 }
 
-// The embedded manager has no functions to ask for.
-uint32_t tarn_debug_dump(uint32_t, uint32_t, uint32_t, const void*, uint32_t, const char*) { return kNoDebugDump; }
+uint32_t tarn_debug_dump(uint32_t queue, uint32_t address, uint32_t service, const void* record, uint32_t length,
+                         const char* function) {
+  const bool known = address == kManagerAddress && service == kSpanManager;
+  if (!known || function == nullptr || (record == nullptr && length != 0)) return told(refused(kNoDebugDump));
+  if (running() == nullptr || queue != switch_queue()) return told(unreachable(EBADF));
+  if (!running()->reachable) return told(unreachable(ECONNREFUSED));
+  const std::span<const uint8_t> bytes = {static_cast<const uint8_t*>(record), length};
+  return told(guarded([&] { return dump(function, bytes); }, [] { return unreachable(ENOMEM); }));
+}

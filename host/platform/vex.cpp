@@ -12,22 +12,11 @@
 namespace host {
 namespace {
 
-constexpr uint32_t kSpanManager = 68;
-
 struct Request {
   uint32_t opcode, kind;
   std::span<const uint8_t> payload;
   uint32_t service, queue;
 };
-
-uint32_t unreachable(int error) {
-  set_transport_error(error);
-  if (Switch* here = running()) here->outcome = Outcome::kUnreachable;
-  return kTransportFailed;
-}
-
-// Counts as a refusal unless something worse happened before.
-void note_refusal() { running()->outcome = std::max(running()->outcome, Outcome::kRefused); }
 
 void trace(const Request& request, const manager::Reply& reply, const char* requester1, const char* requester2) {
   if (!debug_output()) return;
@@ -41,8 +30,8 @@ void trace(const Request& request, const manager::Reply& reply, const char* requ
 }
 
 uint32_t hand_over(const manager::Reply& reply, void** response) {
-  if (reply.status != 0 || reply.result != 0) note_refusal();
-  if (reply.status != 0) return reply.status;
+  if (reply.result != 0) refused(reply.result);
+  if (reply.status != 0) return refused(reply.status);
   if (reply.response.empty()) return unreachable(EPROTO);
   *response = std::malloc(reply.response.size());
   if (*response == nullptr) return unreachable(ENOMEM);
@@ -68,6 +57,7 @@ uint32_t vex_req_resp(uint32_t opcode, uint32_t kind, void* payload, void** resp
   const Request request = {opcode, kind, {static_cast<const uint8_t*>(payload), *length}, service, queue};
   if (const int error = obstacle(request)) return unreachable(error);
   const auto exchange = [&] {
+    if (kind == VEX_KIND_CHANGE) let_time_pass();
     const manager::Reply reply = running()->manager.handle(opcode, kind, request.payload);
     trace(request, reply, requester1, requester2);
     return hand_over(reply, response);

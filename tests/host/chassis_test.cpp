@@ -186,6 +186,19 @@ TEST(ChassisFile, TakesAModuleThatIsPoweredDownDownWithItsInterfaces) {
   EXPECT_TRUE(named(chassis, "fcip 1").up);
 }
 
+TEST(ChassisFile, KeepsTheInterfacesOfASilentModuleUp) {
+  const Chassis chassis = parse(with("name = \"card\"\n", "name = \"card\"\nstate = \"silent\"\n"));
+  EXPECT_TRUE(chassis.modules()[0].runs());
+  for (const char* name : {"fc1/1", "iscsi 1/3", "svc 1/1", "port-channel 3"}) EXPECT_TRUE(named(chassis, name).up);
+}
+
+TEST(ChassisFile, GivesModulesTheirTraffic) {
+  const Chassis chassis = parse(with("software-id = 43", "traffic = 25"));
+  EXPECT_EQ(chassis.find_module(1)->traffic, 25u);
+  EXPECT_EQ(chassis.find_module(2)->traffic, 1000u);
+  EXPECT_EQ(chassis.find_module(3), nullptr);
+}
+
 TEST(ChassisFile, KeepsAPortChannelUpWhileAMemberIs) {
   EXPECT_TRUE(named(parse(with("[\"fc1/4\"]", "[\"fc1/1\"]")), "port-channel 3").up);
   EXPECT_FALSE(named(parse(with("[\"fc1/4\"]", "[\"fc1/1-2\"]")), "port-channel 3").up);
@@ -213,6 +226,8 @@ TEST(ChassisFile, SortsModules) {
   EXPECT_EQ(chassis.modules()[0].name, "two");
   EXPECT_EQ(chassis.modules()[1].number, 9);
   EXPECT_EQ(chassis.modules()[1].software_id, 43);
+  EXPECT_EQ(chassis.slots(), 9u);
+  EXPECT_EQ(Chassis().slots(), 0u);
 }
 
 TEST(ChassisFile, GivesARoleNothingThatItDoesNotList) {
@@ -267,7 +282,8 @@ constexpr Wrong kWrongInEntries[] = {
     {"number = 1\n", "number = \"1\"\n", "f:7:10: 'number' must be a number"},
     {"number = 1\n", "number = 2\n", "f:14:10: module 2 is there twice"},
     {"software-id = 43", "software-id = 65536", "f:9:15: 'software-id' 65536 is out of range, 0 to 65535"},
-    {"software-id = 43", "state = \"on\"", "f:9:9: unknown state 'on'; known: online, powered-down, absent"},
+    {"software-id = 43", "state = \"on\"", "f:9:9: unknown state 'on'; known: online, silent, powered-down, absent"},
+    {"software-id = 43", "traffic = 1000001", "f:9:11: 'traffic' 1000001 is out of range, 0 to 1000000"},
     {"software-id = 43", "state = \"absent\"", "f:10:12: an absent module has no interfaces"},
     {"software-id = 43", "supervisor = 1", "f:9:14: 'supervisor' must be true or false"},
     {"software-id = 43", "inband = 3", "f:9:10: only a supervisor has an in-band interface"},
@@ -306,6 +322,9 @@ TEST(ChassisMistakes, NoModulesOrRoles) {
   EXPECT_EQ(error_of("name = \"a\"\nvsans = 1\n"), "f:1:1: the file needs the key 'module'");
   EXPECT_EQ(error_of("name = \"a\"\nvsans = 1\n[[module]]\nnumber = 1\nname = \"m\"\n"),
             "f:1:1: the file needs the key 'role'");
+  EXPECT_EQ(error_of("name = \"a\"\nvsans = 1\nmodule = []\n"), "f:3:10: 'module' needs at least one entry");
+  EXPECT_EQ(error_of("name = \"a\"\nvsans = 1\nrole = []\n[[module]]\nnumber = 1\nname = \"m\"\n"),
+            "f:3:8: 'role' needs at least one entry");
 }
 
 TEST(ChassisMistakes, TomlItself) {

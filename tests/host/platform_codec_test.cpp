@@ -7,7 +7,7 @@
 #include <memory>
 #include <vector>
 
-#include "host/platform/counter_service.h"
+#include "host/linecard/counter_service.h"
 #include "host/platform/status.h"
 #include "host/tlv/tlv.h"
 #include "platform/hw_counters.h"
@@ -264,7 +264,7 @@ TEST(CounterCodec, EncodesTheRequest) {
 
 TEST(CounterCodec, DecodesTheResult) {
   const span_hw_counters_result_t sent = {1, 11, 1, 255};
-  const Bytes payload = encode(&host::kCounterResultTable, &sent);
+  const Bytes payload = encode(&linecard::kCounterResultTable, &sent);
   void* result = nullptr;
   ASSERT_EQ(span_hw_counters_payload_to_struct(&result, payload.data(), 0, 0), 0);
   ASSERT_NE(result, nullptr);

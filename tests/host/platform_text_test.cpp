@@ -60,9 +60,19 @@ TEST(Tarn, SwitchesDebugOutput) {
   host::set_debug_output(false);
 }
 
-TEST(Tarn, HasNoDebugDumpToOffer) {
-  const uint32_t status = tarn_debug_dump(host::switch_queue(), 0xFE000000, 68, nullptr, 0, "span_debug_dump");
-  EXPECT_STREQ(syserr2str(status), "SPAN manager offers no debug dump");
+TEST(Tarn, KnowsOneServiceWithDebugFunctions) {
+  const uint8_t record[8] = {};
+  const auto dump = [&](uint32_t address, uint32_t service, const void* bytes, const char* function) {
+    return tarn_debug_dump(host::switch_queue(), address, service, bytes, sizeof record, function);
+  };
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(dump(0xFE000000, 69, record, "span_debug_dump"), host::kNoDebugDump);
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "Error: debug dump: no such service with debug functions\n");
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(dump(0xFE000001, 68, record, "span_debug_dump"), host::kNoDebugDump);
+  EXPECT_EQ(dump(0xFE000000, 68, record, nullptr), host::kNoDebugDump);
+  EXPECT_EQ(dump(0xFE000000, 68, nullptr, "span_debug_dump"), host::kNoDebugDump);
+  testing::internal::GetCapturedStdout();
 }
 
 // ---- Status texts ----------------------------------------------------------------------------------------------------
