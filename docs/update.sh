@@ -6,7 +6,7 @@
 #   <!-- output of: spansh -c 'show vsan' -->
 #   <!-- end of output -->
 #
-# The command runs at the root of the repository, with SPANSH as spansh. With --check no page is written; those that
+# The command runs at the root of the repository, with SPANSH as spansh and the span-rows that lies beside it. With --check no page is written; those that
 # would change are named, and the exit status is 1.
 set -euo pipefail
 export LC_ALL=C
@@ -20,6 +20,8 @@ cd "$(dirname "$0")/.."
 
 # shellcheck disable=SC2317
 spansh() { "$binary" "$@"; }
+# shellcheck disable=SC2317
+span-rows() { "$(dirname "$binary")/span-rows" "$@"; }
 
 # The page on standard input with its outputs made anew.
 renew() {

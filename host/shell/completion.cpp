@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "host/manager/dump_ids.h"
 #include "host/shell/show.h"
 
 namespace shell {
@@ -39,6 +40,11 @@ std::vector<std::string> Completer::values(Kind kind) const {
   std::vector<std::string> values;
   switch (kind) {
     case Kind::kKeyword:
+    case Kind::kPackets:
+    case Kind::kFile:
+      break;
+    case Kind::kTest:
+      for (uint32_t test = 0; test <= manager::kLastTest; ++test) values.push_back(std::to_string(test));
       break;
     case Kind::kSession:
       for (int session = 1; session <= SPAN_SESSIONS; ++session) values.push_back(std::to_string(session));

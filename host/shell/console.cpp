@@ -7,17 +7,12 @@
 #include <cerrno>
 #include <cstring>
 
+#include "host/shell/say.h"
+
 namespace shell {
 namespace {
 
 constexpr size_t kMaxLine = 4096;
-
-// The line as a screen can show it.
-std::string printable(std::string line) {
-  std::ranges::replace_if(
-      line, [](char c) { return (c >= '\0' && c < ' ' && c != '\t') || c == '\x7f'; }, '?');
-  return line;
-}
 
 // Blanks as wide as the first `column` characters of the line.
 std::string padding(const std::string& line, size_t column) {
@@ -47,11 +42,6 @@ bool flush_output() {
 
 }  // namespace
 
-void say(const std::string& text) {
-  std::fflush(stdout);
-  std::fprintf(stderr, "spansh: %s\n", text.c_str());
-}
-
 std::optional<std::string> FileLines::next(const std::string&) {
   std::string line;
   ++number_;
@@ -74,24 +64,23 @@ std::optional<std::string> ListedLines::next(const std::string&) {
 }
 
 Status Console::play(LineSource& source) {
-  Status worst = Status::kDone;
   while (!session_.left()) {
     const std::optional<std::string> line = source.next(session_.prompt());
     if (!line) break;
     if (echo_ == Echo::kShell) show(*line);
-    worst = std::max(worst, run(*line));
-    if (!flush_output()) return std::max(worst, Status::kUsage);
+    run(*line);
+    if (!flush_output()) return std::max(worst_, Status::kUsage);
   }
-  if (source.error().empty()) return worst;
+  if (source.error().empty()) return worst_;
   say(source.error());
-  return std::max(worst, Status::kUsage);
+  return std::max(worst_, Status::kUsage);
 }
 
-Status Console::run(const std::string& line) {
+void Console::run(const std::string& line) {
   const std::string prompt = session_.prompt();
   const Reply reply = session_.run(line);
   if (reply.problem) report(*reply.problem, line, prompt);
-  return reply.status;
+  worst_ = std::max(worst_, reply.status);
 }
 
 // Comments stand without a prompt: nobody typed them.

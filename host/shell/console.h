@@ -30,6 +30,9 @@ class FileLines : public LineSource {
   std::optional<std::string> next(const std::string& prompt) override;
   std::string error() const override { return error_; }
 
+  // Of the line that was taken last, from 1.
+  size_t number() const { return number_; }
+
  private:
   std::FILE* file_;
   std::string name_;
@@ -60,12 +63,12 @@ class Console {
  public:
   Console(Session& session, Echo echo) : session_(session), echo_(echo) {}
 
-  // Plays all lines, past refused and wrong ones, until one leaves the shell. Returns the worst status. Ends with
-  // kUsage when the source fails or nothing can be written any more.
+  // Plays all lines, past refused and wrong ones, until one leaves the shell. Returns the worst status, scripts that a
+  // line runs included. Ends with kUsage when the source fails or nothing can be written any more.
   Status play(LineSource& source);
 
   // Runs one line and tells what is wrong with it.
-  Status run(const std::string& line);
+  void run(const std::string& line);
 
  private:
   void show(const std::string& line) const;
@@ -73,10 +76,8 @@ class Console {
 
   Session& session_;
   Echo echo_;
+  Status worst_ = Status::kDone;
 };
-
-// The shell's own talk, one line on standard error, in order with standard output.
-void say(const std::string& text);
 
 }  // namespace shell
 

@@ -1,6 +1,8 @@
 #include "host/shell/grammar.h"
 
 #include "host/chassis/chassis.h"
+#include "host/manager/dump_ids.h"
+#include "host/shell/handlers.h"
 
 namespace shell {
 
@@ -47,6 +49,10 @@ constexpr Word kVsans = value("VSANS", "VSAN or range of VSANs (0 to 4095)", Kin
 constexpr Word kFilterVsans =
     value("VSANS", "VSAN or range of VSANs (0 to 4095)", Kind::kVsanRange, SPAN_TOKEN_FILTER_VSANS);
 
+constexpr Word kPackets = value("PACKETS", "number of packets (1 to 65535)", Kind::kPackets, kPacketsToken);
+constexpr Word kTestNumber = value("NUMBER", "number of a test (0 to 5)", Kind::kTest, kTestToken);
+constexpr Word kFile = value("FILE", "name of a file", Kind::kFile, kFileToken);
+
 // ---- Keywords -------------------------------------------------------------------------------------------------------
 
 constexpr Word kConfigure = keyword("configure", "Change the configuration");
@@ -61,13 +67,40 @@ constexpr Word kShowSpan = keyword("span", "Port mirroring");
 constexpr Word kShowSession = keyword("session", "Mirroring sessions", kKeywordToken);
 constexpr Word kBrief = keyword("brief", "As a table", kKeywordToken);
 constexpr Word kEventHistory = keyword("event-history", "Recorded steps of port mirroring");
+constexpr Word kShowMaxQueued = keyword("max-queued-packets", "Packets that may wait for mirroring");
+constexpr Word kDropCounters = keyword("drop-counters", "Frames that line cards could not mirror");
 constexpr Word kShowInterface = keyword("interface", "Interfaces");
 constexpr Word kInterfaceBrief = keyword("brief", "As a table");
 constexpr Word kShowVsan = keyword("vsan", "VSANs");
 constexpr Word kShowRoles = keyword("roles", "Operator roles");
+constexpr Word kShowTunnel = keyword("rspan-tunnel", "Tunnels of mirrored frames");
+constexpr Word kTunnelInterface = keyword("interface", "The tunnel that a port feeds");
+constexpr Word kRunningConfig = keyword("running-config", "Commands that would configure the switch as it is");
+constexpr Word kRunningSpan = keyword("span", "Mirroring sessions only");
+
+constexpr Word kInternal = keyword("internal", "The inside of the SPAN manager");
+constexpr Word kInfo = keyword("info", "What the manager holds");
+constexpr Word kInfoGlobal = keyword("global", "For the whole switch", manager::kGlobalKeyword);
+constexpr Word kEventLogs = keyword("event-history", "What the manager has recorded");
+constexpr Word kLogs[] = {
+    keyword("stats", "How many requests there were", manager::kStatsKeyword),
+    keyword("msgs", "Requests", manager::kMsgsKeyword),
+    keyword("errors", "Requests that were refused", manager::kErrorsKeyword),
+};
+constexpr Word kMemory = keyword("memory", "Memory in use", kKeywordToken);
+constexpr Word kDetail = keyword("detail", "Kind by kind", manager::kMemoryDetailKeyword);
+constexpr Word kAll = keyword("all", "What it holds and has recorded");
+constexpr Word kOfSession = keyword("session", "Of a mirroring session");
+constexpr Word kOfInterface = keyword("interface", "Of an interface");
+
+constexpr Word kTest = keyword("test", "Run a test");
+constexpr Word kTestSpan = keyword("span", "Of the SPAN manager");
+constexpr Word kCopy = keyword("copy", "Keep something in a file");
 
 constexpr Word kSpan = keyword("span", "Port mirroring");
 constexpr Word kSession = keyword("session", "Create a mirroring session and configure it");
+constexpr Word kMaxQueued =
+    keyword("max-queued-packets", "Packets that may wait for mirroring before more are dropped");
 constexpr Word kInterfaceMode = keyword("interface", "Configure interfaces");
 constexpr Word kPort = keyword("port", "Settings of a port");
 constexpr Word kPortMode = keyword("mode", "What the port is for", SPAN_TOKEN_PORT_MODE);
@@ -116,6 +149,8 @@ constexpr Form kForms[] = {
     {Mode::kConfig, No::kNever, {kConfigure}, Builtin::kNothing, Mode::kConfig},
 
     {Mode::kConfig, No::kAlso, {kSpan, kSession, kSessionNumber}, span_cli_create_session_id, Mode::kSpan},
+    {Mode::kConfig, No::kAlso, {kSpan, kMaxQueued, kPackets}, span_cli_set_drop_threshold},
+    {Mode::kConfig, No::kOnly, {kSpan, kMaxQueued}, span_cli_set_drop_threshold},
     {Mode::kConfig, No::kNever, {kInterfaceMode, kConfigured}, Builtin::kNothing, Mode::kInterface},
 
     {Mode::kInterface, No::kAlso, {kPort, kPortMode, kModes}, span_cli_set_port_config},
@@ -164,6 +199,31 @@ constexpr Form kForms[] = {
      {kShow, kShowSpan, kShowSession, optional(kSessionNumber), kBrief},
      span_cli_show_session_info_brief},
     {Mode::kEvery, No::kNever, {kShow, kShowSpan, kEventHistory}, Builtin::kShowEvents},
+    {Mode::kEvery, No::kNever, {kShow, kShowSpan, kShowMaxQueued}, span_cli_get_drop_threshold},
+    {Mode::kEvery, No::kNever, {kShow, kShowSpan, kDropCounters}, span_cli_get_drop_counters},
+    {Mode::kEvery, No::kNever, {kShow, kShowSpan, kInternal, kInfo, kOfSession, kSessionNumber}, span_cli_dump_session},
+    {Mode::kEvery, No::kNever, {kShow, kShowSpan, kInternal, kInfo, kOfInterface, kOneInterface}, span_cli_dump_if},
+    {Mode::kEvery, No::kNever, {kShow, kShowSpan, kInternal, kInfo, optional(kInfoGlobal)}, span_cli_dump_global_info},
+    {Mode::kEvery,
+     No::kNever,
+     {kShow, kShowSpan, kInternal, kEventLogs, kOfSession, kSessionNumber},
+     span_cli_eventlog_session},
+    {Mode::kEvery,
+     No::kNever,
+     {kShow, kShowSpan, kInternal, kEventLogs, kOfInterface, kOneInterface},
+     span_cli_eventlog_if},
+    {Mode::kEvery, No::kNever, {kShow, kShowSpan, kInternal, kEventLogs, optional(kLogs)}, span_cli_eventlog_stats},
+    {Mode::kEvery, No::kNever, {kShow, kShowSpan, kInternal, kMemory, optional(kDetail)}, span_cli_dump_memstats},
+    {Mode::kEvery,
+     No::kNever,
+     {kShow, kShowSpan, kInternal, kAll, kOfSession, kSessionNumber},
+     span_cli_int_all_session},
+    {Mode::kEvery, No::kNever, {kShow, kShowSpan, kInternal, kAll, kOfInterface, kOneInterface}, span_cli_int_all_if},
+    {Mode::kEvery, No::kNever, {kShow, kShowTunnel, kTunnelInterface, kOneInterface}, show_rspan_tunnel},
+    {Mode::kEvery, No::kNever, {kShow, kRunningConfig}, Builtin::kShowRunningConfig},
+    {Mode::kEvery, No::kNever, {kShow, kRunningConfig, kRunningSpan}, span_cli_generate_session_config},
+    {Mode::kEvery, No::kNever, {kCopy, kRunningConfig, kFile}, Builtin::kCopyRunningConfig},
+    {Mode::kEvery, No::kNever, {kTest, kTestSpan, kTestNumber}, run_test},
     {Mode::kEvery, No::kNever, {kShow, kShowInterface, kInterfaceBrief}, Builtin::kShowInterfaces},
     {Mode::kEvery, No::kNever, {kShow, kShowVsan}, Builtin::kShowVsans},
     {Mode::kEvery, No::kNever, {kShow, kShowRoles}, Builtin::kShowRoles},

@@ -25,13 +25,24 @@ enum class Mode : uint8_t {
 };
 
 // What stands at a place of a form.
-enum class Kind : uint8_t { kKeyword, kSession, kInterface, kInterfaceRanges, kVsanRange };
+enum class Kind : uint8_t { kKeyword, kSession, kInterface, kInterfaceRanges, kVsanRange, kPackets, kTest, kFile };
 
-// Token ids that no handler tests: it finds these tokens by their position.
-enum : uint32_t { kNoToken = 0, kSessionToken = 100, kInterfaceToken, kVsanRangeToken, kModeToken, kKeywordToken };
+// Token ids that no handler tests: it finds these tokens by their position. Those of keywords that say what to dump
+// travel on to the manager (host/manager/dump_ids.h).
+enum : uint32_t {
+  kNoToken = 0,
+  kSessionToken = 100,
+  kInterfaceToken,
+  kVsanRangeToken,
+  kModeToken,
+  kKeywordToken,
+  kPacketsToken,
+  kTestToken,
+  kFileToken,
+};
 
 // Types of a token's value, next to SPAN_VALUE_NUMBER.
-enum : uint32_t { kNoValue = 0, kInterfaceValue = 0x40100002, kInterfaceRangesValue, kVsanRangeValue };
+enum : uint32_t { kNoValue = 0, kInterfaceValue = 0x40100002, kInterfaceRangesValue, kVsanRangeValue, kTextValue };
 
 struct Word {
   std::string_view text;  // a keyword, or the placeholder of a value
@@ -66,6 +77,8 @@ enum class Builtin : uint8_t {
   kShowVsans,
   kShowRoles,
   kShowEvents,
+  kShowRunningConfig,
+  kCopyRunningConfig,
 };
 
 using Action = std::variant<Handler, Builtin>;

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <clocale>
 #include <csignal>
@@ -14,13 +15,16 @@
 #include "host/platform/switch.h"
 #include "host/shell/console.h"
 #include "host/shell/line_editor.h"
+#include "host/shell/say.h"
+#include "host/shell/startup.h"
 
 namespace shell {
 namespace {
 
 constexpr char kExitStatus[] =
     "Commands come from FILE, from -c, or from standard input; a wrong or refused one does not keep\n"
-    "the next ones from running. Without a terminal the exit status is that of the worst command:\n"
+    "the next ones from running. Without a terminal the exit status is that of the worst command, those\n"
+    "of the start-up file included:\n"
     "  0  all done\n"
     "  1  the switch refused something\n"
     "  2  a wrong command, option or file, or output that could not be written\n"
@@ -28,8 +32,9 @@ constexpr char kExitStatus[] =
 
 struct Options {
   std::vector<std::string> commands;
-  std::string chassis = HOST_DEFAULT_CHASSIS;
+  std::string chassis = chassis::default_description();
   std::string role;
+  std::string startup;
   std::string file;
   bool echo = false;
 };
@@ -42,6 +47,9 @@ void declare(CLI::App& app, Options& options) {
       ->option_text(" ")
       ->excludes(commands);
   app.add_option("--chassis", options.chassis, "Description of the switch")->option_text("FILE");
+  app.add_option("--startup", options.startup,
+                 "Configure the switch from a file first; what fails is told with its line")
+      ->option_text("FILE");
   app.add_option("--role", options.role, "Role of the operator; the first one of the description when left out")
       ->option_text("NAME");
   app.add_flag("--echo", options.echo, "Show each command, behind its prompt");
@@ -76,35 +84,52 @@ std::string no_role(const chassis::Chassis& chassis, const std::string& name) {
 
 int exit_status(Status status) { return static_cast<int>(status); }
 
-int play(Session& session, const Options& options, LineSource& source, Echo echo) {
+// Commands are typed, and shown as they are.
+bool is_typed(const Options& options) {
+  return options.file.empty() && options.commands.empty() && isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0;
+}
+
+Status play(Session& session, const Options& options, LineSource& source, Echo echo) {
   Console console(session, options.echo && echo == Echo::kNone ? Echo::kShell : echo);
   host::set_script_runner([&](std::string_view line) { console.run(std::string(line)); });
   const Status worst = console.play(source);
-  return exit_status(echo == Echo::kTerminal ? Status::kDone : worst);
+  host::set_script_runner(nullptr);
+  return worst;
 }
 
-int play_file(Session& session, const Options& options) {
+Status play_file(Session& session, const Options& options) {
   const std::unique_ptr<std::FILE, decltype(&std::fclose)> file(std::fopen(options.file.c_str(), "re"), &std::fclose);
   if (file == nullptr) {
     say(options.file + ": " + std::strerror(errno));
-    return exit_status(Status::kUsage);
+    return Status::kUsage;
   }
   FileLines lines(file.get(), options.file);
   return play(session, options, lines, Echo::kShell);
 }
 
-int play_all(Session& session, const Options& options) {
+Status play_all(Session& session, const Options& options) {
   if (!options.file.empty()) return play_file(session, options);
   if (!options.commands.empty()) {
     ListedLines lines(options.commands);
     return play(session, options, lines, Echo::kNone);
   }
-  if (isatty(STDIN_FILENO) != 0 && isatty(STDOUT_FILENO) != 0) {
+  if (is_typed(options)) {
     LineEditor editor(session);
-    return play(session, options, editor, Echo::kTerminal);
+    play(session, options, editor, Echo::kTerminal);
+    return Status::kDone;
   }
   FileLines lines(stdin, "standard input");
   return play(session, options, lines, Echo::kNone);
+}
+
+// The switch as the start-up file has it, then the commands.
+Status run_switch(const Operator& who, const Options& options) {
+  std::optional<Status> startup = Status::kDone;
+  if (!options.startup.empty()) startup = run_startup(host::switch_chassis(), who, options.startup);
+  if (!startup) return Status::kUsage;
+  Session session(host::switch_chassis(), who);
+  const Status worst = play_all(session, options);
+  return is_typed(options) ? worst : std::max(*startup, worst);
 }
 
 int run(const Options& options) {
@@ -115,14 +140,12 @@ int run(const Options& options) {
     return exit_status(Status::kUsage);
   }
   host::start_switch(std::move(*description));
-  const chassis::Chassis& chassis = host::switch_chassis();
-  const chassis::Role* const role = choose_role(chassis, options.role);
+  const chassis::Role* const role = choose_role(host::switch_chassis(), options.role);
   if (role == nullptr) {
-    say(no_role(chassis, options.role));
+    say(no_role(host::switch_chassis(), options.role));
     return exit_status(Status::kUsage);
   }
-  Session session(chassis, {user_name(), role});
-  return play_all(session, options);
+  return exit_status(run_switch({user_name(), role}, options));
 }
 
 }  // namespace

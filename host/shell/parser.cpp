@@ -29,6 +29,8 @@ uint32_t value_type(const Word& word) {
     case Kind::kKeyword:
       return word.number ? uint32_t{SPAN_VALUE_NUMBER} : uint32_t{kNoValue};
     case Kind::kSession:
+    case Kind::kPackets:
+    case Kind::kTest:
       return SPAN_VALUE_NUMBER;
     case Kind::kInterface:
       return kInterfaceValue;
@@ -36,6 +38,8 @@ uint32_t value_type(const Word& word) {
       return kInterfaceRangesValue;
     case Kind::kVsanRange:
       return kVsanRangeValue;
+    case Kind::kFile:
+      return kTextValue;
   }
   return kNoValue;
 }

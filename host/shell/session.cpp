@@ -4,6 +4,8 @@
 #include <cstdio>
 
 #include "host/platform/switch.h"
+#include "host/shell/running_config.h"
+#include "host/shell/say.h"
 #include "host/shell/show.h"
 
 namespace shell {
@@ -128,7 +130,29 @@ Status Session::perform(Builtin builtin, const Command& command) {
     case Builtin::kShowEvents:
       show_events();
       break;
+    case Builtin::kShowRunningConfig:
+      return show_running_config(command);
+    case Builtin::kCopyRunningConfig:
+      return copy_running_config(command);
   }
+  return Status::kDone;
+}
+
+Status Session::show_running_config(const Command& command) const {
+  const CommandRecord record(who_, nullptr, command, 0);
+  return print_running_config(chassis_, *record.get()) ? Status::kDone : Status::kUnreachable;
+}
+
+Status Session::copy_running_config(const Command& command) const {
+  const CommandRecord record(who_, nullptr, command, 0);
+  const std::string& path = std::get<std::string>(command.tokens.back().value);
+  const std::string error = save_running_config(chassis_, *record.get(), path);
+  if (!error.empty()) {
+    say(error);
+    return host::outcome() == host::Outcome::kUnreachable ? Status::kUnreachable : Status::kUsage;
+  }
+  const std::string from = path + ": ";
+  for (const std::string& line : unsaid(chassis_, *record.get())) say(from + line);
   return Status::kDone;
 }
 

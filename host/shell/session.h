@@ -17,7 +17,7 @@ enum class Status { kDone = 0, kRefused = 1, kUsage = 2, kUnreachable = 3 };
 
 struct Reply {
   Status status = Status::kDone;
-  std::optional<Problem> problem{};  // with kUsage
+  std::optional<Problem> problem{};  // of a wrong command; what else is wrong has been said
 };
 
 class Session {
@@ -45,6 +45,8 @@ class Session {
   Status execute(const Command& command);
   Status perform(Builtin builtin, const Command& command);
   Status call(Handler handler, const Command& command);
+  Status show_running_config(const Command& command) const;
+  Status copy_running_config(const Command& command) const;
   void open(const Command& command);
   void list_commands() const;
 

@@ -32,22 +32,10 @@ const char* text_of(chassis::IfType type) {
   return "-";
 }
 
-const char* text_of(chassis::PortMode mode) {
-  switch (mode) {
-    case chassis::PortMode::kNormal:
-      return "normal";
-    case chassis::PortMode::kSpanDestination:
-      return "span-destination";
-    case chassis::PortMode::kTunnelSource:
-      return "tunnel-source";
-  }
-  return "-";
-}
-
 void show_interface(const chassis::Chassis& chassis, const chassis::Interface& interface) {
   const chassis::Interface* const channel = chassis.find(interface.port_channel);
   std::printf("%-16s %-12s %-4s %-16s %-16s %s\n", interface.name.c_str(), text_of(interface.type),
-              interface.up ? "up" : "down", text_of(host::port_mode(interface.if_index)),
+              interface.up ? "up" : "down", port_mode_text(host::port_mode(interface.if_index)),
               channel != nullptr ? channel->name.c_str() : "-",
               host::is_span_destination(interface.if_index) ? "destination" : "-");
 }
@@ -86,6 +74,18 @@ std::string text_of(const chassis::Role& role) {
 }
 
 }  // namespace
+
+const char* port_mode_text(chassis::PortMode mode) {
+  switch (mode) {
+    case chassis::PortMode::kNormal:
+      return "normal";
+    case chassis::PortMode::kSpanDestination:
+      return "span-destination";
+    case chassis::PortMode::kTunnelSource:
+      return "tunnel-source";
+  }
+  return "-";
+}
 
 bool may_see(const chassis::Role& role, const chassis::Interface& interface) {
   return role.all_interfaces || std::ranges::binary_search(role.interfaces, interface.if_index);

@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <charconv>
 
+#include "host/manager/config.h"
+#include "host/manager/dump_ids.h"
+
 namespace shell {
 namespace {
 
@@ -33,11 +36,21 @@ std::nullptr_t no_interface(Problem& problem, size_t column, std::string text) {
   return nullptr;
 }
 
-std::optional<Value> read_session(Cursor& at, Problem& problem) {
-  const std::optional<uint32_t> number = to_number(at.word(), SPAN_SESSIONS);
-  if (!number || *number == 0) return refuse(problem, at.column(), "a session number is 1 to 16");
+// A whole word. `what` begins the sentence about a wrong one.
+std::optional<Value> read_number(Cursor& at, Problem& problem, const char* what, uint32_t least, uint32_t most) {
+  const std::optional<uint32_t> number = to_number(at.word(), most);
+  if (!number || *number < least) {
+    return refuse(problem, at.column(), what + std::to_string(least) + " to " + std::to_string(most));
+  }
   at.skip(at.word().size());
   return *number;
+}
+
+std::optional<Value> read_file(Cursor& at, Problem& problem) {
+  const std::string name(at.word());
+  if (name.empty()) return refuse(problem, at.column(), "expected the name of a file");
+  at.skip(name.size());
+  return name;
 }
 
 std::optional<uint32_t> read_vsan(Cursor& at, Problem& problem) {
@@ -65,6 +78,7 @@ const void* address(const Value& value) {
   return std::visit(
       []<class T>(const T& alternative) -> const void* {
         if constexpr (std::is_same_v<T, std::monostate>) return nullptr;
+        if constexpr (std::is_same_v<T, std::string>) return alternative.c_str();
         return &alternative;
       },
       value);
@@ -100,7 +114,13 @@ ValueReader::ValueReader(const chassis::Chassis& chassis) : chassis_(chassis) {
 std::optional<Value> ValueReader::read(Kind kind, Cursor& at, Problem& problem) const {
   switch (kind) {
     case Kind::kSession:
-      return read_session(at, problem);
+      return read_number(at, problem, "a session number is ", 1, SPAN_SESSIONS);
+    case Kind::kPackets:
+      return read_number(at, problem, "a number of packets is ", manager::kMinThreshold, manager::kMaxThreshold);
+    case Kind::kTest:
+      return read_number(at, problem, "a test is ", 0, manager::kLastTest);
+    case Kind::kFile:
+      return read_file(at, problem);
     case Kind::kVsanRange:
       return read_vsans(at, problem);
     case Kind::kInterfaceRanges:

@@ -18,7 +18,7 @@ namespace shell {
 using VsanRange = std::array<uint32_t, 2>;
 
 // A token's value, in the form that handlers read.
-using Value = std::variant<std::monostate, uint32_t, VsanRange, span_if_range_list_t>;
+using Value = std::variant<std::monostate, uint32_t, VsanRange, span_if_range_list_t, std::string>;
 
 // The address that goes into a token; null for a keyword without a value.
 const void* address(const Value& value);

@@ -25,8 +25,9 @@ TEST_F(ShellCompletion, Keywords) {
   EXPECT_EQ(offers("su"), Texts{"suspend"});
   EXPECT_EQ(offers("s"), (Texts{"span", "source", "suspend", "show"}));
   EXPECT_EQ(offers("no so"), Texts{"source"});
-  EXPECT_EQ(offers("show "), (Texts{"span", "interface", "vsan", "roles"}));
-  EXPECT_EQ(offers("", Mode::kExec), (Texts{"configure", "show", "debug", "no", "help", "exit", "end"}));
+  EXPECT_EQ(offers("show "), (Texts{"span", "rspan-tunnel", "running-config", "interface", "vsan", "roles"}));
+  EXPECT_EQ(offers("", Mode::kExec),
+            (Texts{"configure", "show", "copy", "test", "debug", "no", "help", "exit", "end"}));
 }
 
 TEST_F(ShellCompletion, FollowsShortWords) {
@@ -83,7 +84,13 @@ TEST_F(ShellCompletion, OnlyWhatTheRoleMaySee) {
   EXPECT_EQ(guest_.complete("source vsan ", Mode::kSpan).candidates.size(), 5u);
 }
 
-// From word to word by offers alone, until there are none.
+TEST_F(ShellCompletion, NothingForNumbersWithoutAList) {
+  EXPECT_EQ(offers("span max-queued-packets "), Texts{});
+  EXPECT_EQ(offers("copy running-config "), Texts{});
+  EXPECT_EQ(offers("test span "), (Texts{"0", "1", "2", "3", "4", "5"}));
+}
+
+// From word to word by offers alone, until there are none. What has no list is typed.
 TEST_F(ShellCompletion, OffersLeadToCommands) {
   std::minstd_rand random(1);
   for (int walk = 0; walk < 500; ++walk) {
@@ -92,6 +99,7 @@ TEST_F(ShellCompletion, OffersLeadToCommands) {
          next = completer_.complete(line, Mode::kSpan)) {
       line = line.substr(0, next.column) + next.candidates[random() % next.candidates.size()] + ' ';
     }
+    if (line.ends_with("max-queued-packets ") || line.starts_with("copy")) line += '7';
     EXPECT_TRUE(std::holds_alternative<Command>(parser_.parse(line, Mode::kSpan))) << line;
   }
 }

@@ -63,12 +63,12 @@ TEST_F(ShellConsole, WrongLinesAreShownAboveTheCaret) {
   EXPECT_EQ(output_, "");
   EXPECT_EQ(errors_,
             "show vsam\n"
-            "     ^ expected span, interface, vsan or roles\n");
+            "     ^ expected span, rspan-tunnel, running-config, interface, vsan or roles\n");
 }
 
 TEST_F(ShellConsole, TypedLinesAreNotShownAgain) {
   EXPECT_EQ(play({"show vsam"}, Echo::kTerminal), Status::kUsage);
-  EXPECT_EQ(errors_, "          ^ expected span, interface, vsan or roles\n");
+  EXPECT_EQ(errors_, "          ^ expected span, rspan-tunnel, running-config, interface, vsan or roles\n");
 }
 
 // The screen of standard error has not seen the echo.
@@ -77,7 +77,7 @@ TEST_F(ShellConsole, EchoedLinesAreShownAgainWhereTheyAreNotSeen) {
   EXPECT_EQ(output_, "lab# show vsam\n");
   EXPECT_EQ(errors_,
             "show vsam\n"
-            "     ^ expected span, interface, vsan or roles\n");
+            "     ^ expected span, rspan-tunnel, running-config, interface, vsan or roles\n");
 }
 
 TEST_F(ShellConsole, CaretMindsTabsAndWideCharacters) {

@@ -26,6 +26,12 @@ std::string sample(const Word& word) {
       return "fc1/1 - fc1/4, port-channel 3";
     case Kind::kVsanRange:
       return "1-4095";
+    case Kind::kPackets:
+      return "65535";
+    case Kind::kTest:
+      return "5";
+    case Kind::kFile:
+      return "/var/lib/switch.span";
   }
   return "";
 }
@@ -139,6 +145,12 @@ TEST_F(ShellGrammar, WordsMayBeShort) {
       {"n des i po 3", "no destination interface port-channel 3"},
       {"so i svc 2/1 tr i", "source interface svc 2/1 traffic-type initiator"},
       {"sp s 3", "span session 3"},
+      {"n sp m", "no span max-queued-packets"},
+      {"sh ru s", "show running-config span"},
+      {"sh sp in a s 3", "show span internal all session 3"},
+      {"sh sp in e e", "show span internal event-history errors"},
+      {"sh rs i po 3", "show rspan-tunnel interface port-channel 3"},
+      {"cop r x", "copy running-config x"},
   };
   for (const auto& [typed, meant] : pairs) {
     const auto parsed = parser_.parse(typed, Mode::kSpan);

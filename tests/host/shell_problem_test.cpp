@@ -19,13 +19,14 @@ class ShellProblems : public ShellTest {
 };
 
 TEST_F(ShellProblems, UnknownFirstWord) {
-  EXPECT_EQ(check("bogus", Mode::kExec), "0: expected configure, show, debug, no, help, exit or end");
+  EXPECT_EQ(check("bogus", Mode::kExec), "0: expected configure, show, copy, test, debug, no, help, exit or end");
   EXPECT_EQ(check("  bogus", Mode::kInterface),
-            "2: expected configure, span, no, interface, port, show, debug, help, exit or end");
+            "2: expected configure, span, no, interface, port, show, copy, test, debug, help, exit or end");
 }
 
 TEST_F(ShellProblems, UnknownLaterWord) {
-  EXPECT_EQ(check("show bogus", Mode::kExec), "5: expected span, interface, vsan or roles");
+  EXPECT_EQ(check("show bogus", Mode::kExec),
+            "5: expected span, rspan-tunnel, running-config, interface, vsan or roles");
   EXPECT_EQ(check("show span session brief now", Mode::kExec), "24: expected the end of the line");
   EXPECT_EQ(check("source interface fc1/1 both", Mode::kSpan),
             "23: expected rx, tx, traffic-type, filter or the end of the line");
@@ -33,7 +34,7 @@ TEST_F(ShellProblems, UnknownLaterWord) {
 }
 
 TEST_F(ShellProblems, MissingWord) {
-  EXPECT_EQ(check("span", Mode::kConfig), "5: expected session");
+  EXPECT_EQ(check("span", Mode::kConfig), "5: expected session or max-queued-packets");
   EXPECT_EQ(check("span session  ", Mode::kConfig), "13: expected session number (1 to 16)");
   EXPECT_EQ(check("no", Mode::kExec), "3: expected debug");
   EXPECT_EQ(check("source vsan", Mode::kSpan), "12: expected VSAN or range of VSANs (0 to 4095)");

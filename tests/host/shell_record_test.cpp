@@ -1,6 +1,7 @@
 // The command record that each command hands to its handler.
 #include <cstring>
 
+#include "host/shell/handlers.h"
 #include "tests/host/shell_support.h"
 
 namespace shell {
@@ -152,6 +153,56 @@ TEST_F(CommandRecords, ShowSessions) {
     expect_plain("show span session brief", mode, span_cli_show_session_info_brief, "104:- | 104:-");
     expect_plain("show span session 5 brief", mode, span_cli_show_session_info_brief, "104:- | 100:5 | 104:-");
   }
+}
+
+TEST_F(CommandRecords, DropThreshold) {
+  const Handler handler = span_cli_set_drop_threshold;
+  expect_plain("span max-queued-packets 512", Mode::kConfig, handler, "105:512");
+  expect_plain("no span max-queued-packets 512", Mode::kConfig, handler, "105:512", true);
+  expect_plain("no span max-queued-packets", Mode::kInterface, handler, "", true);
+  expect_plain("show span max-queued-packets", Mode::kSpan, span_cli_get_drop_threshold, "");
+}
+
+TEST_F(CommandRecords, RunningConfigurationAndCounters) {
+  expect_plain("show running-config span", Mode::kExec, span_cli_generate_session_config, "");
+  expect_plain("show span drop-counters", Mode::kExec, span_cli_get_drop_counters, "");
+}
+
+// Byte 0 of what is sent is the id of the last keyword, and the manager knows these numbers.
+TEST_F(CommandRecords, Dumps) {
+  expect_plain("show span internal info session 3", Mode::kExec, span_cli_dump_session, "100:3");
+  expect_plain("show span internal info interface fc1/2", Mode::kExec, span_cli_dump_if, "101:fc1/2");
+  expect_plain("show span internal info", Mode::kExec, span_cli_dump_global_info, "");
+  expect_plain("show span internal info global", Mode::kExec, span_cli_dump_global_info, "20:-");
+  expect_plain("show span internal event-history session 16", Mode::kExec, span_cli_eventlog_session, "100:16");
+  expect_plain("show span internal event-history interface svc 2/1", Mode::kExec, span_cli_eventlog_if, "101:svc 2/1");
+  expect_plain("show span internal event-history", Mode::kExec, span_cli_eventlog_stats, "");
+  expect_plain("show span internal event-history stats", Mode::kExec, span_cli_eventlog_stats, "21:-");
+  expect_plain("show span internal event-history msgs", Mode::kExec, span_cli_eventlog_stats, "22:-");
+  expect_plain("show span internal event-history errors", Mode::kExec, span_cli_eventlog_stats, "23:-");
+}
+
+// The library tells this one keyword from all others by its id.
+TEST_F(CommandRecords, KeepsTheIdOfMemoryInDetail) {
+  expect_plain("show span internal memory", Mode::kExec, span_cli_dump_memstats, "104:-");
+  expect_plain("show span internal memory detail", Mode::kExec, span_cli_dump_memstats, "104:- | 8:-");
+}
+
+TEST_F(CommandRecords, ScriptsOfDumps) {
+  expect_plain("show span internal all session 3", Mode::kExec, span_cli_int_all_session, "100:3");
+  expect_plain("show span internal all interface fc1/2", Mode::kExec, span_cli_int_all_if, "101:fc1/2");
+}
+
+TEST_F(CommandRecords, TestsAndTunnels) {
+  expect_plain("test span 5", Mode::kSpan, run_test, "106:5");
+  expect_plain("show rspan-tunnel interface fc1/2", Mode::kExec, show_rspan_tunnel, "101:fc1/2");
+}
+
+TEST_F(CommandRecords, CopyTakesTheNameAsItIs) {
+  const Command command = parse("copy running-config  ../Switch-1.span ", Mode::kExec);
+  const CommandRecord record(who_, nullptr, command, 0);
+  EXPECT_EQ(std::get<Builtin>(command.form->action), Builtin::kCopyRunningConfig);
+  EXPECT_EQ(describe(*record.get()), "107:../Switch-1.span");
 }
 
 TEST_F(CommandRecords, SixtyFourRangesFit) {

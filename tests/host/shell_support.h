@@ -105,6 +105,8 @@ class ShellTest : public testing::Test {
         const uint32_t* const vsans = static_cast<const uint32_t*>(token.value);
         return text + std::to_string(vsans[0]) + "-" + std::to_string(vsans[1]);
       }
+      case kTextValue:
+        return text + static_cast<const char*>(token.value);
       default:
         return text + "unknown type";
     }

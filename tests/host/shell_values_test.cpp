@@ -24,6 +24,7 @@ class ShellValues : public ShellTest {
     if (const VsanRange* vsans = std::get_if<VsanRange>(&value)) {
       return std::to_string((*vsans)[0]) + "-" + std::to_string((*vsans)[1]);
     }
+    if (const std::string* text = std::get_if<std::string>(&value)) return *text;
     return describe(std::get<span_if_range_list_t>(value));
   }
 
@@ -45,6 +46,27 @@ TEST_F(ShellValues, SessionNumbers) {
   for (const char* wrong : {"0", "17", "4294967299", "99999999999999999999", "-1", "+1", "x", "3x", "1-2", ""}) {
     EXPECT_EQ(session(wrong), kBadSession) << wrong;
   }
+}
+
+TEST_F(ShellValues, Thresholds) {
+  EXPECT_EQ(read(Kind::kPackets, "1"), "1");
+  EXPECT_EQ(read(Kind::kPackets, "65535"), "65535");
+  for (const char* wrong : {"0", "65536", "4294967295", "-1", "1-2", "x", ""}) {
+    EXPECT_EQ(read(Kind::kPackets, wrong), "0: a number of packets is 1 to 65535") << wrong;
+  }
+}
+
+TEST_F(ShellValues, Tests) {
+  EXPECT_EQ(read(Kind::kTest, "0"), "0");
+  EXPECT_EQ(read(Kind::kTest, "5"), "5");
+  for (const char* wrong : {"6", "-1", "4294967296", "x", ""}) {
+    EXPECT_EQ(read(Kind::kTest, wrong), "0: a test is 0 to 5") << wrong;
+  }
+}
+
+TEST_F(ShellValues, Files) {
+  EXPECT_EQ(read(Kind::kFile, "a/b.span now"), "a/b.span +  now");
+  EXPECT_EQ(read(Kind::kFile, ""), "0: expected the name of a file");
 }
 
 TEST_F(ShellValues, Vsans) {

@@ -67,13 +67,46 @@ check 'a chassis of its own' 0 'little# show vsan
   7' '' --chassis "$work/little.toml" --echo -c 'show vsan'
 check 'the tour' 1 '*Session 3 (active)*another SPAN session*member of a port channel*Session 1 (admin suspended)*' '' \
   "$root/examples/tour.span"
+tour_state=$(grep -v -e '^show' "$root/examples/tour.span")
+"$spansh" < <(printf '%s\n' "$tour_state" "copy running-config $work/tour.config" 'show running-config') >"$work/shown" 2>/dev/null
+check 'the running configuration of the tour replays' 0 '' '' --startup "$work/tour.config" \
+  -c "copy running-config $work/again.config"
+verdict 'and is the same again' "$(cmp -s "$work/tour.config" "$work/again.config" && echo yes)"
+verdict 'copy writes what show shows' "$([ "$(tail -n "$(wc -l <"$work/tour.config")" "$work/shown")" = "$(<"$work/tour.config")" ] && echo yes)"
+check 'a running configuration as lines' 0 "$(<"$work/tour.config")" '' \
+  < <(cat "$work/tour.config" && echo 'show running-config')
+check 'a running configuration as a file' 0 '*spanlab(config-span)# source interface fc2/3 rx filter vsan *' '' "$work/tour.config"
+check 'copy to a folder that is not there' 2 '' 'spansh: /nonexistent/x: No such file or directory' \
+  -c 'copy running-config /nonexistent/x'
+check 'copy without a name' 2 '' '*^ expected name of a file' -c 'copy running-config'
+check 'copy tells what cannot be said' 0 '' "spansh: $work/warn: session 4: the VSAN filter of svc 2/1 (port-channel 202) tx *" \
+  -c configure -c 'span session 4' -c 'source interface port-channel 202 tx filter vsan 5' -c "copy running-config $work/warn"
+
+# ---- Start-up --------------------------------------------------------------------------------------------------------
+
+printf 'configure\nspan session 5\nbogus\n source interface fc1/5, fc1/9 tx \nexit\nexit\nexit\nbogus\n' >"$work/startup"
+check 'a start-up file with failing lines' 2 'Session 5 (inactive as no destination)*fc1/5, *' \
+  "spansh: $work/startup:3: bogus: expected configure, span, *
+spansh: $work/startup:4: source interface fc1/5, fc1/9 tx: Configuration failed on the following interface(s); fc1/9 interface is a member of a port channel" \
+  --startup "$work/startup" -c 'show span session 5' -c 'show vsan'
+printf 'configure\nspan session 5\nsource vsan 500\n' >"$work/startup"
+check 'a refused line of a start-up file' 1 'spanlab# show span session 5 brief*' "spansh: $work/startup:3: *; 500" \
+  --startup "$work/startup" --echo -c 'show span session 5 brief'
+check 'no such start-up file: nothing is run' 2 '' 'spansh: /nonexistent: No such file or directory' \
+  --startup /nonexistent -c 'show vsan'
+check 'a directory as start-up file: nothing is run' 2 '' "spansh: $work: Is a directory" --startup "$work" -c 'show vsan'
+printf 'show span session 5\n' >"$work/startup"
+check 'a start-up file may show something' 0 'Session 5 is not configured' '' --startup "$work/startup" -c configure
+
+# ---- Wrong files -----------------------------------------------------------------------------------------------------
+
 printf 'show vsan\nbogus\n' >"$work/wrong.span"
 check 'a wrong line of a file' 2 'spanlab# show vsan
 *
 spanlab# bogus' 'bogus
 ^ expected *' "$work/wrong.span"
 
-pages=("$root/docs/shell.md")
+pages=("$root/docs/shell.md" "$root/docs/running-config.md")
 [ -f "$root/README.md" ] && pages+=("$root/README.md")
 stale=$("$root/docs/update.sh" --check "$spansh" "${pages[@]}" 2>&1) && ok=yes || ok=no
 verdict 'pages show real output' "$ok" "$stale"
@@ -156,12 +189,12 @@ shows() {
 
 shows 'prompt' 'spanlab# ' ''
 shows 'TAB completes' '112 VSANs' 'sh\tvs\t\r'
-shows 'TAB lists' 'interface  vsan       roles' 'show \t'
+shows 'TAB lists' 'span            rspan-tunnel    running-config' 'show \t'
 shows 'Ctrl-C drops the line' '^C' '\003'
 shows 'question mark helps' 'event-history      Recorded steps' 'show span ?'
 shows 'the line goes on after help' 'Session 5 is not configured' 'session 5\r'
 shows 'the line before comes back' 'Session 5 is not configured' '\020\r'
-shows 'caret under the word' '^ expected span, interface, vsan or roles' 'show bogus\r'
+shows 'caret under the word' '^ expected span, rspan-tunnel, running-config, interface, vsan or roles' 'show bogus\r'
 shows 'modes' 'spanlab(config-span)# ' 'configure\rspan session 1\r'
 shows 'interfaces complete' 'svc 2/1 (mgmt), ' 'source interface sv\t\rshow span session 1\r'
 printf '\004' >&3
