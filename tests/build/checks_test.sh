@@ -1,0 +1,71 @@
+#!/bin/bash
+# Each of the other checks fails when it should: on libraries and sources that are wrong in one point.
+source "$(dirname "$0")/common.sh"
+
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+mkdir -p "$scratch/tests" "$scratch/feature/span"
+cp -R tests/build "$scratch/tests"
+cp -R platform "$scratch"
+cp -R "$headers" "$scratch/feature/span"
+good=$scratch/good.so
+bad=$scratch/bad.so
+
+# A library with the right names: functions that do nothing, and one that calls the platform and libc.
+right_source() {
+  listed_names | sed 's/.*/void &(void) {}/'
+  printf '%s\n' 'unsigned ntoh_if_index(unsigned); int puts(const char *);' \
+    '__attribute__((visibility("hidden"))) unsigned used(void) { return ntoh_if_index((unsigned)puts("")); }'
+}
+
+# build OUTPUT [LINK-FLAG...]: the library of the source on standard input.
+build() {
+  "${compiler[@]}" -w -shared -fPIC -nostdlib -Wl,-soname,libspan.so.1,-z,relro,-z,now -x c - -x none "${@:2}" -lc \
+    -o "$1"
+}
+
+check() { "$scratch/tests/build/$1_test.sh" "$2" "${compiler[@]}" >/dev/null 2>&1; }
+
+# wrong_source CHECK LINE, wrong_link CHECK FLAG...: a library with this in addition fails the check.
+wrong_source() {
+  { right_source && printf '%s\n' "$2"; } | build "$bad"
+  ! check "$1" "$bad" || fail "the check '$1' accepts: $2"
+}
+wrong_link() {
+  right_source | build "$bad" "${@:2}"
+  ! check "$1" "$bad" || fail "the check '$1' accepts: ${*:2}"
+}
+
+# wrong_file CHECK FILE SED-SCRIPT: the tree with this change fails the check.
+wrong_file() {
+  cp "$scratch/$2" "$scratch/kept"
+  sed -i "$3" "$scratch/$2"
+  ! cmp -s "$scratch/$2" "$scratch/kept" || fail "'$3' does not change $2"
+  ! check "$1" "$good" || fail "the check '$1' accepts $2 after '$3'"
+  cp "$scratch/kept" "$scratch/$2"
+}
+
+right_source | build "$good"
+for name in exports undefined loading header sources; do
+  check "$name" "$good" || fail "the check '$name' refuses what is right"
+done
+
+wrong_source exports 'void span_extra(void) {}'
+wrong_source undefined 'double sin(double); double f(double x) { return sin(x); }'
+wrong_source loading '__attribute__((constructor)) static void f(void) {}'
+wrong_source loading '__attribute__((destructor)) static void f(void) {}'
+wrong_link loading -Wl,--no-as-needed -lm
+wrong_link loading -Wl,-soname,libspan.so.2
+wrong_link loading -Wl,-z,execstack
+wrong_link loading -Wl,-z,lazy
+wrong_link loading -Wl,-z,norelro
+wrong_link loading -Wl,-rpath,/nowhere
+
+wrong_file exports "$map" '/ span_print_time;/d'
+wrong_file exports "$map" 's/ span_print_time;/&\n    span_not_there;/'
+wrong_file exports "$headers/libspan.h" 's/^int span_print_time(void);/&\nint span_unlisted(void);/'
+wrong_file exports "$headers/libspan.h" '/^int span_print_time(void);/d'
+wrong_file undefined platform/if_index.h '/ntoh_if_index/d'
+wrong_file header "$headers/libspan.h" 's/^#include <stdint.h>/&\ninline bool span_flag = false;/'
+wrong_file header platform/vex.h 's/^#include <stdint.h>//'
+wrong_file sources "$headers/span_msg.cpp" '1i #include "generated.h"'
