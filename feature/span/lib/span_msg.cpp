@@ -21,6 +21,8 @@
 #include "internal/heap.h"
 #include "internal/if_class.h"
 #include "internal/if_list.h"
+#include "internal/layout_check.h"
+#include "internal/pm_wire.h"
 #include "internal/service_module.h"
 #include "internal/text.h"
 #include "internal/trace.h"
