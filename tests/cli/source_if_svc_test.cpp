@@ -186,9 +186,10 @@ TEST_F(SourceIfSvc, WithoutMemoryForTheMapRequestNothingIsAsked) {
   EXPECT_EQ(fake.calls("vex"), "");
 }
 
-TEST_F(SourceIfSvc, WithoutMemoryForThePortChannelsNothingIsSent) {
+// More interfaces than the shell's list has room for port channels of.
+TEST_F(SourceIfSvc, WithoutMemoryForManyPortChannelsNothingIsSent) {
   command_.number(3).interfaces({{kSvc, kSvc}});
-  map_to({kMapped});
+  map_to(std::vector<MapEntry>(22, kMapped));
   heap::fail_nth(2);
   EXPECT_EQ(call(span_cli_set_src_config_if, command_), 1u);
   EXPECT_EQ(printed(), "Error in getting information about interfaces\n");
@@ -198,13 +199,24 @@ TEST_F(SourceIfSvc, WithoutMemoryForThePortChannelsNothingIsSent) {
 TEST_F(SourceIfSvc, WithoutMemoryForTheRequestNothingIsSentAndTheNextOneWorks) {
   command_.number(3).interfaces({{kSvc, kSvc}});
   map_to({kMapped});
-  heap::fail_nth(3);
+  heap::fail_nth(2);
   EXPECT_EQ(call(span_cli_set_src_config_if, command_), 1u);
   EXPECT_EQ(printed(), "error:[1] status 0x1\n");
   EXPECT_TRUE(fake.exchanges.empty());
   map_to({kMapped});
   EXPECT_TRUE(same_bytes(ranges_of(command_), single_ranges({0x04000101, 0x04000102, 0x04000103})));
-  EXPECT_EQ(heap::requests(), 6u);
+  EXPECT_EQ(heap::requests(), 4u);
+}
+
+TEST_F(SourceIfSvc, UpTo64PortChannelsNeedNoListOfTheirOwn) {
+  for (const auto& [interfaces, requests] : {std::pair{21u, 2u}, {22u, 3u}}) {
+    Command command;
+    command.number(3).interfaces({{kSvc, kSvc}});
+    map_to(std::vector<MapEntry>(interfaces, kMapped));
+    const size_t before = heap::requests();
+    ranges_of(command);
+    EXPECT_EQ(heap::requests() - before, requests);
+  }
 }
 
 }  // namespace

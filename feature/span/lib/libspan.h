@@ -664,7 +664,7 @@ uint32_t span_cli_eventlog_session(const span_cli_parms_t *parms);
 uint32_t span_cli_eventlog_if(const span_cli_parms_t *parms);
 uint32_t span_cli_eventlog_stats(const span_cli_parms_t *parms);
 
-/* span_cli_test runs test L0: 0 prints a line and returns its length, 1 to 5 are span_cli_test_adb(), any other number
+/* span_cli_test runs test L0: 0 prints a text and returns its length, 1 to 5 are span_cli_test_adb(), any other number
  * is returned as it is. */
 uint32_t span_cli_test(const span_cli_parms_t *parms);
 
@@ -683,8 +683,9 @@ uint32_t span_show_rspan_tunnel_config_for_st_port(uint32_t port, uint32_t queue
 /* ---- SNMP -------------------------------------------------------------------------------------------------------- */
 
 /* Handlers of the agent's tables. Sessions are numbers, 1 to 16; interfaces and rows are in host order. A row is the
- * agent's; it is cleared first and filled on success. Reads ask the manager afresh (opcode 2001), writes send one
- * request (2000, 2002, 2004 or 2006). Results: 0, SPAN_E_SNMP_*, SPAN_E_INVALID_PARAM, or the manager's own result. */
+ * agent's; who reads it clears it first and fills it on success, while a request that is refused leaves it as it is.
+ * Reads ask the manager afresh (opcode 2001), writes send one request (2000, 2002, 2004 or 2006). Results: 0,
+ * SPAN_E_SNMP_*, SPAN_E_INVALID_PARAM, or the manager's own result. */
 
 /* To be called before any handler: the address of the agent's queue handle, which is read at each request, and the
  * event number of the handlers' trace events. With event number 0 every trace is debug output. */

@@ -314,14 +314,14 @@ uint32_t span_cli_set_src_config_if(const span_cli_parms_t* parms) {
   const SourceClass source = source_class_of(*change.ranges);
   change.source_type = source.source_type;
 
-  Owned<span_if_range_list_t> port_channels;
+  PortChannels port_channels;
   const uint32_t last_id = command.id(0);
   if (source.type == IF_INDEX_TYPE_SVC) {
     if (map_to_port_channels(parms->queue, *change.ranges, traffic_type_of(last_id), port_channels) != SPAN_OK) {
       std::puts("Error in getting information about interfaces");
       return 1;
     }
-    change.ranges = port_channels.get();
+    change.ranges = &port_channels.list();
   } else if (is_traffic_type(last_id)) {
     std::puts("traffic-type option is supported for only svc interfaces");
     return 0;

@@ -513,10 +513,10 @@ uint32_t span_get_rspan_tunnel_config(uint32_t queue, uint32_t port, uint32_t* t
 
 uint32_t span_convert_ks_intf_to_ipch(uint32_t queue, void* if_ranges, signed char traffic_type) {
   auto* const list = static_cast<span_if_range_list_t*>(if_ranges);
-  Owned<span_if_range_list_t> mapped;
+  PortChannels mapped;
   const uint32_t status = map_to_port_channels(queue, *list, static_cast<uint8_t>(traffic_type), mapped);
   if (status != SPAN_OK) return status;
-  std::memcpy(if_ranges, mapped.get(), std::max<size_t>(sizeof *list, if_range_list_size(mapped->count)));
+  std::memcpy(if_ranges, &mapped.list(), std::max<size_t>(sizeof *list, if_range_list_size(mapped.list().count)));
   return SPAN_OK;
 }
 

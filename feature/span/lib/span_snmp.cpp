@@ -464,19 +464,21 @@ uint32_t change_source_if(const char* handler, uint8_t session_index, uint8_t di
   span_if_range_list_t ranges = {};
   ranges.count = 1;
   ranges.ranges[0] = {if_index, if_index};
-  Owned<span_if_range_list_t> port_channels;
+  PortChannels port_channels;
+  const span_if_range_list_t* sources = &ranges;
   if (type == IF_INDEX_TYPE_SVC) {
     const uint32_t status = map_to_port_channels(queue(), ranges, kAllTraffic, port_channels);
     if (status != SPAN_OK) {
       std::puts("Error in getting information about interfaces");
       return status;
     }
+    sources = &port_channels.list();
   }
 
   Owned<void> response;
-  uint32_t status = span_set_src_config(queue(), nullptr, nullptr, session_index, direction,
-                                        static_cast<uint8_t>(operation), static_cast<uint8_t>(source_type), nullptr,
-                                        nullptr, port_channels ? port_channels.get() : &ranges, 0, response.out());
+  uint32_t status =
+      span_set_src_config(queue(), nullptr, nullptr, session_index, direction, static_cast<uint8_t>(operation),
+                          static_cast<uint8_t>(source_type), nullptr, nullptr, sources, 0, response.out());
   if (status != SPAN_OK) {
     trace("dest config failed: \n error: %x\n", status);  // KEEP: named so, though it is a source.
     status = SPAN_E_SNMP_FAILED;

@@ -13,6 +13,7 @@
 
 namespace libspan {
 
+constexpr uint8_t kTrafficTypes = 3;
 constexpr uint8_t kAllTraffic = 255;  // traffic type: all three port channels
 constexpr uint32_t kServiceModuleMap = 7;
 
@@ -38,31 +39,49 @@ inline uint32_t get_service_module_map(uint32_t queue, const span_if_range_list_
   return status;
 }
 
-// The port channels of `traffic_type` for the ranges' interfaces, as a new list that has room for all of them and never
-// less than the shell's 64 ranges. Nothing of `ranges` stays.
+// A list of ranges that may grow past the shell's 64, which it has room for by itself.
+class PortChannels {
+ public:
+  const span_if_range_list_t& list() const { return grown_ ? *grown_.get() : room_; }
+
+  // The list, cleared, with room for `count` elements of `size` ranges; null when there is no memory.
+  span_if_range_list_t* clear(uint32_t count, uint32_t size) {
+    span_if_range_list_t* list = &room_;
+    if (count > SPAN_IF_RANGES / size) {
+      grown_.reset(static_cast<span_if_range_list_t*>(new_block(sizeof room_, count, size * sizeof(span_if_range_t))));
+      list = grown_.get();
+    }
+    if (list != nullptr) std::memset(list, 0, sizeof room_);
+    return list;
+  }
+
+ private:
+  span_if_range_list_t room_;
+  Owned<span_if_range_list_t> grown_;
+};
+
+// The port channels of `traffic_type` for the ranges' interfaces. Nothing of `ranges` stays.
 inline uint32_t map_to_port_channels(uint32_t queue, const span_if_range_list_t& ranges, uint8_t traffic_type,
-                                     Owned<span_if_range_list_t>& mapped) {
+                                     PortChannels& mapped) {
   Owned<void> reply;
   const uint32_t status = get_service_module_map(queue, ranges, reply.out());
   if (status != SPAN_OK) return status;
   const auto* const map = static_cast<const ServiceModuleMap*>(reply.get());
   const auto* const entries = static_cast<const ksm_map_entry_t*>(static_cast<const void*>(map + 1));
 
-  mapped.reset(static_cast<span_if_range_list_t*>(
-      new_block(sizeof(span_if_range_list_t), map->count, 3 * sizeof(span_if_range_t))));
-  if (!mapped) return SPAN_E_NO_MEMORY;
-  std::memset(mapped.get(), 0, sizeof(span_if_range_list_t));
-  span_if_range_t* end = mapped->ranges;
+  span_if_range_list_t* const list = mapped.clear(map->count, kTrafficTypes);
+  if (list == nullptr) return SPAN_E_NO_MEMORY;
+  span_if_range_t* end = list->ranges;
   for (uint32_t i = 0; i < map->count; ++i) {
     if (entries[i].error != 0) continue;
-    for (uint8_t type = 0; type < 3; ++type) {
+    for (uint8_t type = 0; type < kTrafficTypes; ++type) {
       const uint32_t port_channel = entries[i].port_channel[type];
       if ((traffic_type == type || traffic_type == kAllTraffic) && port_channel != 0) {
         *end++ = {port_channel, port_channel};
       }
     }
   }
-  mapped->count = static_cast<uint32_t>(end - mapped->ranges);
+  list->count = static_cast<uint32_t>(end - list->ranges);
   return SPAN_OK;
 }
 
