@@ -1,7 +1,8 @@
 // span-rows: the SNMP tables of port mirroring as an agent would serve them, read with the library's handlers.
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cerrno>
+#include <bitset>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <optional>
@@ -125,7 +126,7 @@ void declare(CLI::App& app, Options& options) {
 
 // Nothing when the start-up file cannot be read.
 std::optional<Status> configure(const std::string& startup) {
-  const chassis::Role role{"", true, {}, {}};
+  const chassis::Role role{"", true, {}, std::bitset<4096>().set()};
   return startup.empty() ? Status::kDone : shell::run_startup(host::switch_chassis(), {"span-rows", &role}, startup);
 }
 
@@ -145,15 +146,14 @@ Status run(const Options& options) {
   for (const Table& table : kTables) {
     if (options.table.empty() || options.table == table.name) worst = std::max(worst, show(table));
   }
-  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return worst;
-  shell::say(std::string("standard output: ") + std::strerror(errno));
-  return std::max(worst, Status::kUsage);
+  return shell::flush_output() ? worst : std::max(worst, Status::kUsage);
 }
 
 }  // namespace
 }  // namespace rows
 
 int main(int argc, char** argv) {
+  std::signal(SIGPIPE, SIG_IGN);
   shell::set_speaker("span-rows");
   CLI::App app{"The SNMP tables of port mirroring, each walked with get-next.", "span-rows"};
   rows::Options options;
@@ -161,7 +161,8 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : static_cast<int>(shell::Status::kUsage);
+    const bool told = app.exit(error) == 0 && shell::flush_output();
+    return static_cast<int>(told ? shell::Status::kDone : shell::Status::kUsage);
   }
   return static_cast<int>(rows::run(options));
 }

@@ -33,13 +33,6 @@ bool outputs_are_one() {
   return out.st_dev == error.st_dev && out.st_ino == error.st_ino;
 }
 
-// Whether all that was printed has been written. A reader that went away needs no message.
-bool flush_output() {
-  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return true;
-  if (errno != EPIPE) say(std::string("standard output: ") + std::strerror(errno));
-  return false;
-}
-
 }  // namespace
 
 std::optional<std::string> FileLines::next(const std::string&) {

@@ -177,19 +177,19 @@ constexpr Form kForms[] = {
     // KEEP: a running configuration ends the lines of a filtered source with an empty filter, and may leave its traffic
     // type empty. Both say no more than that the interface is a source.
     hidden({Mode::kSpan,
-            No::kAlso,
+            No::kNever,
             {kSource, kSourceInterface, kSources, kDirection, kEmptyFilter, kFilterVsan},
             span_cli_set_src_config_if_dir}),
     hidden({Mode::kSpan,
-            No::kAlso,
+            No::kNever,
             {kSource, kSourceInterface, kSources, kDirection, kEmptyTrafficType},
             span_cli_set_src_config_if_dir}),
     hidden({Mode::kSpan,
-            No::kAlso,
+            No::kNever,
             {kSource, kSourceInterface, kSources, kDirection, kEmptyFilter, kFilterVsan, kEmptyTrafficType},
             span_cli_set_src_config_if_dir}),
     hidden({Mode::kSpan,
-            No::kAlso,
+            No::kNever,
             {kSource, kSourceInterface, kSources, kDirection, kEmptyFilter, kFilterVsan, kTrafficType, kTrafficTypes},
             span_cli_set_src_config_if_dir_traffic_type}),
 

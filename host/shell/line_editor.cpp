@@ -41,13 +41,13 @@ std::optional<std::string> LineEditor::next(const std::string& prompt) {
   cancelled_ = false;
   int length = 0;
   const char* const text = el_gets(editor_.get(), &length);
+  if (cancelled_) return "";
   if (text == nullptr || length <= 0) {
     std::putchar('\n');
     return std::nullopt;
   }
   std::string line(text, static_cast<size_t>(length));
   if (line.ends_with('\n')) line.pop_back();
-  if (cancelled_) return "";
   HistEvent event;
   if (!is_comment(line)) history(history_.get(), &event, H_ENTER, line.c_str());
   return line;
@@ -89,7 +89,7 @@ unsigned char LineEditor::complete() {
   if (completion.candidates.empty()) return CC_REFRESH_BEEP;
   std::putchar('\n');
   list(completion.candidates);
-  return CC_REDISPLAY;
+  return redraw();
 }
 
 void LineEditor::list(const std::vector<std::string>& candidates) const {
@@ -115,7 +115,14 @@ unsigned char LineEditor::help() {
   }
   std::puts("?");
   if (!session_.print_help(line)) std::puts("  nothing fits here");
-  return CC_REDISPLAY;
+  return redraw();
+}
+
+// The line again below what was printed. Editing would clear as many rows upwards as the line had.
+unsigned char LineEditor::redraw() const {
+  std::fflush(stdout);
+  el_set(editor_.get(), EL_REFRESH);
+  return CC_NORM;
 }
 
 }  // namespace shell

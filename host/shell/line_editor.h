@@ -29,6 +29,7 @@ class LineEditor : public LineSource {
   std::string typed() const;  // up to the cursor
   unsigned char complete();
   unsigned char help();
+  unsigned char redraw() const;
   void list(const std::vector<std::string>& candidates) const;
 
   const Session& session_;

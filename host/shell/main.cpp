@@ -39,19 +39,25 @@ struct Options {
   bool echo = false;
 };
 
+// An empty name is a slip, most often of a variable that is not set.
+std::string given(const std::string& name) { return name.empty() ? "a name is expected" : ""; }
+
 void declare(CLI::App& app, Options& options) {
   CLI::Option* const commands =
       app.add_option("-c", options.commands, "Run a command; may be repeated, all run in turn");
   commands->option_text("COMMAND")->allow_extra_args(false);
   app.add_option("FILE", options.file, "Play a file of commands, each shown with its output")
       ->option_text(" ")
+      ->check(given)
       ->excludes(commands);
-  app.add_option("--chassis", options.chassis, "Description of the switch")->option_text("FILE");
+  app.add_option("--chassis", options.chassis, "Description of the switch")->option_text("FILE")->check(given);
   app.add_option("--startup", options.startup,
                  "Configure the switch from a file first; what fails is told with its line")
-      ->option_text("FILE");
+      ->option_text("FILE")
+      ->check(given);
   app.add_option("--role", options.role, "Role of the operator; the first one of the description when left out")
-      ->option_text("NAME");
+      ->option_text("NAME")
+      ->check(given);
   app.add_flag("--echo", options.echo, "Show each command, behind its prompt");
   app.set_version_flag("--version", "spansh " SPAN_VERSION);
   app.footer(kExitStatus);
@@ -114,6 +120,7 @@ Status play_all(Session& session, const Options& options) {
     return play(session, options, lines, Echo::kNone);
   }
   if (is_typed(options)) {
+    std::signal(SIGINT, SIG_IGN);  // Ctrl-C is a key of the editor; while a command prints it ends nothing
     LineEditor editor(session);
     play(session, options, editor, Echo::kTerminal);
     return Status::kDone;
@@ -154,6 +161,7 @@ int run(const Options& options) {
 int main(int argc, char** argv) {
   shell::hold_standard_files();
   std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
   std::setlocale(LC_CTYPE, "");
   CLI::App app{"The operator's shell of a switch with port mirroring.", "spansh"};
   shell::Options options;
@@ -161,7 +169,8 @@ int main(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : shell::exit_status(shell::Status::kUsage);
+    const bool told = app.exit(error) == 0 && shell::flush_output();
+    return shell::exit_status(told ? shell::Status::kDone : shell::Status::kUsage);
   }
   return shell::run(options);
 }

@@ -35,7 +35,9 @@ bool sync_folder(const std::string& path) {
 
 SavedFile::SavedFile(const std::string& path) : path_(path) {
   struct stat old {};
-  if (stat(path.c_str(), &old) != 0) {
+  if (std::error_code ignored; std::filesystem::is_symlink(path, ignored) && !std::filesystem::exists(path, ignored)) {
+    error_ = path + ": the link points to nothing";
+  } else if (stat(path.c_str(), &old) != 0) {
     errno == ENOENT ? open_beside(new_file_mode()) : static_cast<void>(fail(errno));
   } else if (S_ISDIR(old.st_mode)) {
     fail(EISDIR);
@@ -47,6 +49,8 @@ SavedFile::SavedFile(const std::string& path) : path_(path) {
     std::error_code error;
     path_ = std::filesystem::canonical(path, error).string();
     error ? static_cast<void>(fail(error.value())) : open_beside(old.st_mode & kPermissions);
+    // Who owns the file goes on to own it, where that may be.
+    if (error_.empty() && fchown(file_, old.st_uid, old.st_gid) == 0) fchmod(file_, old.st_mode & kPermissions);
   }
 }
 
@@ -56,7 +60,7 @@ SavedFile::~SavedFile() {
 }
 
 void SavedFile::open_beside(unsigned mode) {
-  std::string name = path_ + ".XXXXXX";
+  std::string name = (std::filesystem::path(path_).parent_path() / ".spansh.XXXXXX").string();
   file_ = mkostemp(name.data(), O_CLOEXEC);
   if (file_ == -1) {
     fail(errno);

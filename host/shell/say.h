@@ -12,6 +12,9 @@ void set_speaker(const char* program);
 // One line on standard error, in order with standard output.
 void say(const std::string& text);
 
+// Whether standard output has taken everything; tells when it has not, but of a reader that went away.
+bool flush_output();
+
 // The line as a screen can show it.
 std::string printable(std::string line);
 

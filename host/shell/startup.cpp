@@ -43,7 +43,8 @@ class Player {
   Player(const chassis::Chassis& chassis, const Operator& who, const std::string& name)
       : session_(chassis, who), name_(name) {}
 
-  Status play(FileLines& lines);
+  // The worst status; nothing when standard output cannot be written.
+  std::optional<Status> play(FileLines& lines);
 
  private:
   void run(const std::string& line, size_t number);
@@ -51,23 +52,31 @@ class Player {
   Session session_;
   const std::string& name_;
   Status worst_ = Status::kDone;
+  bool broken_ = false;
 };
 
-Status Player::play(FileLines& lines) {
+std::optional<Status> Player::play(FileLines& lines) {
   host::set_script_runner([&](std::string_view line) { run(std::string(line), lines.number()); });
-  while (!session_.left()) {
+  while (!session_.left() && !broken_) {
     const std::optional<std::string> line = lines.next(session_.prompt());
     if (!line) break;
     run(*line, lines.number());
+    broken_ = !flush_output();
   }
   host::set_script_runner(nullptr);
-  return worst_;
+  return broken_ ? std::nullopt : std::optional(worst_);
 }
 
 void Player::run(const std::string& line, size_t number) {
   Reply reply;
   Capture capture;
-  const std::string output = capture.of([&] { reply = session_.run(line); }).value_or("");
+  bool ran = false;
+  const auto work = [&] {
+    reply = session_.run(line);
+    ran = true;
+  };
+  const std::string output = capture.of(work).value_or("");
+  if (!ran) work();  // without a place for its output, that goes to the screen as it comes
   worst_ = std::max(worst_, reply.status);
   if (reply.status == Status::kDone) {
     std::fputs(output.c_str(), stdout);
@@ -86,7 +95,7 @@ std::optional<Status> run_startup(const chassis::Chassis& chassis, const Operato
     return std::nullopt;
   }
   FileLines lines(file.get(), name);
-  const Status worst = Player(chassis, who, name).play(lines);
+  const std::optional<Status> worst = Player(chassis, who, name).play(lines);
   if (lines.error().empty()) return worst;
   say(lines.error());
   return std::nullopt;

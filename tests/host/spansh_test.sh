@@ -163,6 +163,27 @@ survives() {
   survives 'closed standard input' 0 '"$1" <&-'
 }
 
+# ---- Slips and broken files ------------------------------------------------------------------------------------------
+
+check 'an empty name of a start-up file' 2 '' '*a name is expected*' --startup '' -c 'show vsan'
+check 'a forgotten VSAN removes no source' 2 '' '*^ expected VSAN*' --startup "$root/examples/startup.span" \
+  -c configure -c 'span session 1' -c 'no source interface fc1/3 rx filter vsan'
+ln -s nowhere "$work/dangling"
+check 'a link to nothing stays' 2 '' '*: the link points to nothing*' -c "copy running-config $work/dangling"
+verdict 'the link is still there' "$([ -L "$work/dangling" ] && echo yes)"
+printf 'show vsan\n' >"$work/talks"
+# full NAME ARGUMENT...: what is printed cannot be written.
+full() {
+  "$spansh" "${@:2}" >/dev/full 2>"$work/err"
+  local status=$?
+  verdict "nowhere to write: $1" "$([ $status = 2 ] && grep -q 'standard output: No space' "$work/err" && echo yes)" \
+    "status $status" "$(<"$work/err")"
+}
+full 'a start-up that talks' --startup "$work/talks" -c configure
+full 'help' --help
+(ulimit -n 4 && "$spansh" --startup "$root/examples/startup.span" -c 'show span session brief') >"$work/out" 2>&1
+verdict 'a start-up without descriptors is done all the same' "$(grep -q ' 1 .*fc1/1' "$work/out" && echo yes)" "$(<"$work/out")"
+
 # ---- Terminal --------------------------------------------------------------------------------------------------------
 
 # The shell on a terminal: keys go into descriptor 3, what the screen shows into $work/screen.
@@ -191,6 +212,7 @@ shows 'prompt' 'spanlab# ' ''
 shows 'TAB completes' '112 VSANs' 'sh\tvs\t\r'
 shows 'TAB lists' 'span            rspan-tunnel    running-config' 'show \t'
 shows 'Ctrl-C drops the line' '^C' '\003'
+shows 'Ctrl-C on an empty line goes on' '112 VSANs' '\003\003show vsan\r'
 shows 'question mark helps' 'event-history      Recorded steps' 'show span ?'
 shows 'the line goes on after help' 'Session 5 is not configured' 'session 5\r'
 shows 'the line before comes back' 'Session 5 is not configured' '\020\r'
