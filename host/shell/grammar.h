@@ -45,7 +45,7 @@ enum : uint32_t {
 enum : uint32_t { kNoValue = 0, kInterfaceValue = 0x40100002, kInterfaceRangesValue, kVsanRangeValue, kTextValue };
 
 struct Word {
-  std::string_view text;  // a keyword, or the placeholder of a value
+  std::string_view text;  // a keyword, or what stands for a value in help
   std::string_view help;
   Kind kind = Kind::kKeyword;
   std::array<uint32_t, 3> tokens{};  // the token's id; a keyword with more of them runs its command once for each
