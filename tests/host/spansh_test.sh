@@ -181,7 +181,7 @@ full() {
 }
 full 'a start-up that talks' --startup "$work/talks" -c configure
 full 'help' --help
-(ulimit -n 4 && "$spansh" --startup "$root/examples/startup.span" -c 'show span session brief') >"$work/out" 2>&1
+(exec 3>&- && ulimit -n 4 && "$spansh" --startup "$root/examples/startup.span" -c 'show span session brief') >"$work/out" 2>&1
 verdict 'a start-up without descriptors is done all the same' "$(grep -q ' 1 .*fc1/1' "$work/out" && echo yes)" "$(<"$work/out")"
 
 # ---- Terminal --------------------------------------------------------------------------------------------------------
