@@ -181,8 +181,11 @@ full() {
 }
 full 'a start-up that talks' --startup "$work/talks" -c configure
 full 'help' --help
-(exec 3>&- && ulimit -n 4 && "$spansh" --startup "$root/examples/startup.span" -c 'show span session brief') >"$work/out" 2>&1
-verdict 'a start-up without descriptors is done all the same' "$(grep -q ' 1 .*fc1/1' "$work/out" && echo yes)" "$(<"$work/out")"
+# A sanitizer needs descriptors of its own, so this is for the program as it is shipped.
+if ! ldd "$spansh" | grep -q -e libasan -e libubsan; then
+  (exec 3>&- && ulimit -n 4 && "$spansh" --startup "$root/examples/startup.span" -c 'show span session brief') >"$work/out" 2>&1
+  verdict 'a start-up without descriptors is done all the same' "$(grep -q ' 1 .*fc1/1' "$work/out" && echo yes)" "$(<"$work/out")"
+fi
 
 # ---- Terminal --------------------------------------------------------------------------------------------------------
 
