@@ -14,6 +14,10 @@ namespace linecard {
 using Answer = std::optional<std::vector<uint8_t>>;
 using Payload = std::span<const uint8_t>;
 
+// Addresses of the processes on a module, and of those on the active supervisor.
+constexpr uint32_t kSupervisorAddress = 2;
+constexpr uint32_t address_of(uint32_t module) { return module << 8 | kSupervisorAddress; }
+
 // The supervisor that knows the modules. One byte asks for the records of all modules up to that number.
 constexpr uint32_t kInformationService = 100;
 constexpr uint32_t kInformationOpcode = 1;

@@ -84,19 +84,21 @@ void Traffic::Card::drop_beyond(uint64_t limit) {
   queued = limit;
 }
 
-void Traffic::pass(uint64_t now, const Switch& on) {
+void Traffic::Card::pass(uint64_t milliseconds, uint64_t rate, uint64_t limit) {
+  drop_beyond(limit);  // the threshold may have come down
+  queued += rate * milliseconds;
+  queued -= std::min(queued, kCopiesPerSecond * milliseconds);
+  drop_beyond(limit);
+}
+
+void Traffic::pass(uint64_t now, const CopyRates& rates, uint32_t threshold) {
   const uint64_t milliseconds = now > now_ ? now - now_ : 0;
   now_ = now;
   if (milliseconds == 0) return;
-  CopyRates rates = copy_rates(on);
-  for (const auto& [module, card] : cards_) rates.try_emplace(module, 0);
-  const uint64_t limit = on.config.threshold * kThousandths;
-  for (const auto& [module, rate] : rates) {
-    Card& card = cards_[module];
-    card.drop_beyond(limit);  // the threshold may have come down
-    card.queued += rate * milliseconds;
-    card.queued -= std::min(card.queued, kCopiesPerSecond * milliseconds);
-    card.drop_beyond(limit);
+  for (const auto& [module, rate] : rates) cards_.try_emplace(module);
+  for (auto& [module, card] : cards_) {
+    const auto rate = rates.find(module);
+    card.pass(milliseconds, rate == rates.end() ? 0 : rate->second, threshold * kThousandths);
   }
 }
 

@@ -21,8 +21,12 @@ class Traffic {
  public:
   explicit Traffic(uint64_t now) : now_(now) {}
 
-  // Lets the time up to `now` pass over the sessions as they are. Wanted before each change of theirs.
-  void pass(uint64_t now, const manager::Switch& on);
+  // Lets the time up to `now` pass, in which copies arise at these rates and `threshold` packets of them may wait on a
+  // module. Wanted before each change of either.
+  void pass(uint64_t now, const CopyRates& rates, uint32_t threshold);
+
+  // The same by the sessions as they are.
+  void pass(uint64_t now, const manager::Switch& on) { pass(now, copy_rates(on), on.config.threshold); }
 
   // Packets. A counter of 32 bits, it starts over at 0.
   uint32_t drops(uint32_t module) const;
@@ -33,6 +37,7 @@ class Traffic {
     uint64_t queued = 0;
     uint64_t dropped = 0;
 
+    void pass(uint64_t milliseconds, uint64_t rate, uint64_t limit);
     void drop_beyond(uint64_t limit);
   };
 

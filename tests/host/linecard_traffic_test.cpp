@@ -226,4 +226,32 @@ TEST_F(LineCardTraffic, StandsStillWhenTheClockDoes) {
   EXPECT_EQ(traffic.drops(2), drops + 2);
 }
 
+// ---- By rates alone --------------------------------------------------------------------------------------------------
+
+TEST_F(LineCardTraffic, ComesToTheSameByRatesAndBySessions) {
+  rx(1)[fc(2, 1)];
+  on_.config.threshold = 100;
+  Traffic sessions(0), rates_alone(0);
+  sessions.pass(2000, on_);
+  rates_alone.pass(2000, rates(), on_.config.threshold);
+  EXPECT_EQ(sessions.drops(2), 3900u);
+  EXPECT_EQ(rates_alone.drops(2), sessions.drops(2));
+}
+
+TEST_F(LineCardTraffic, EmptiesTheQueueOfAModuleThatRatesDoNotName) {
+  Traffic traffic(0);
+  traffic.pass(1000, {{2, 6000}}, 65535);
+  traffic.pass(1500, {{1, 6000}}, 65535);
+  traffic.pass(2500, {{2, 6000}}, 2000);
+  EXPECT_EQ(traffic.drops(2), 0u);
+  traffic.pass(2501, {{2, 6000}}, 2000);
+  EXPECT_EQ(traffic.drops(2), 2u);
+}
+
+TEST_F(LineCardTraffic, IsCountedWith32Bits) {
+  Traffic traffic(0);
+  traffic.pass(1000, {{2, 0x1'0000'0000 + 4000 + 7}}, 1);
+  EXPECT_EQ(traffic.drops(2), 6u);
+}
+
 }  // namespace
