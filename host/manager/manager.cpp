@@ -312,6 +312,19 @@ Reply route(Switch& on, uint32_t opcode, uint32_t kind, Payload payload) {
   return found->kind == kind ? found->answer(on, payload) : no_answer(kWrongKind);
 }
 
+Reply kept_change(Switch& on, uint32_t opcode, Payload payload, const Keep& keep) {
+  Config before = on.config;
+  try {
+    Reply reply = route(on, opcode, VEX_KIND_CHANGE, payload);
+    if (keep(before, on.config, reply)) return reply;
+  } catch (...) {
+    std::swap(on.config, before);
+    throw;
+  }
+  std::swap(on.config, before);
+  return no_answer(kNotSaved);
+}
+
 // Ports that feed a tunnel are in the mode for it from the start.
 Config first_config(const chassis::Chassis& chassis) {
   Config config;
@@ -324,18 +337,22 @@ Config first_config(const chassis::Chassis& chassis) {
 }  // namespace
 
 struct Manager::State {
-  explicit State(const chassis::Chassis& chassis) : on{chassis, first_config(chassis)}, history(on) {}
+  State(const chassis::Chassis& chassis, Config config) : on{chassis, std::move(config)}, history(on) {}
 
   Switch on;
   History history;
 };
 
-Manager::Manager(const chassis::Chassis& chassis) : state_(std::make_unique<State>(chassis)) {}
+Manager::Manager(const chassis::Chassis& chassis) : Manager(chassis, first_config(chassis)) {}
+
+Manager::Manager(const chassis::Chassis& chassis, Config config)
+    : state_(std::make_unique<State>(chassis, std::move(config))) {}
 
 Manager::~Manager() = default;
 
-Reply Manager::handle(uint32_t opcode, uint32_t kind, std::span<const uint8_t> payload) {
-  Reply reply = route(state_->on, opcode, kind, payload);
+Reply Manager::handle(uint32_t opcode, uint32_t kind, std::span<const uint8_t> payload, const Keep& keep) {
+  const bool to_keep = keep && kind == VEX_KIND_CHANGE;
+  Reply reply = to_keep ? kept_change(state_->on, opcode, payload, keep) : route(state_->on, opcode, kind, payload);
   state_->history.note({0, opcode, kind, payload.size(), reply.status, reply.result}, state_->on);
   return reply;
 }
@@ -351,5 +368,12 @@ const Switch& Manager::state() const { return state_->on; }
 PortMode Manager::port_mode(uint32_t if_index) const { return manager::port_mode(state_->on.config, if_index); }
 
 bool Manager::is_destination(uint32_t if_index) const { return manager::is_destination(state_->on.config, if_index); }
+
+Reply standby_reply(uint32_t opcode) {
+  if (Opcode{opcode} != Opcode::kSessionInfo) return no_answer(kStandby);
+  Bytes response(sizeof(span_session_info_res_payload_t) + sizeof(span_be32_t));
+  put(libspan::view<span_be32_t>(static_cast<void*>(response.data())), kStandby);
+  return {0, std::move(response), kStandby};
+}
 
 }  // namespace manager

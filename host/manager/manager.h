@@ -3,6 +3,7 @@
 #define HOST_MANAGER_MANAGER_H
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <span>
 #include <string>
@@ -28,14 +29,18 @@ struct Dump {
   std::string text;  // lines
 };
 
+// Keeps a change, before it is answered: what was, what is to be, the answer. False = it cannot be kept.
+using Keep = std::function<bool(const Config& from, const Config& to, const Reply& reply)>;
+
 class Manager {
  public:
   explicit Manager(const chassis::Chassis& chassis);
+  Manager(const chassis::Chassis& chassis, Config config);  // which obeys the rules
   ~Manager();
 
   // One request. Whatever the bytes are, the answer is a Reply; a change either happens whole, or for the elements that
-  // the response does not refuse.
-  Reply handle(uint32_t opcode, uint32_t kind, std::span<const uint8_t> payload);
+  // the response does not refuse. One that is not kept, or ends in something thrown, did not happen.
+  Reply handle(uint32_t opcode, uint32_t kind, std::span<const uint8_t> payload, const Keep& keep = {});
 
   // Runs one of its debug functions. None of them changes anything.
   Dump dump(std::string_view function, std::span<const uint8_t> record) const;
@@ -51,6 +56,10 @@ class Manager {
   struct State;
   std::unique_ptr<State> state_;
 };
+
+// The answer of a manager that has no state. It answers session queries: their first word tells, and no session is
+// behind it.
+Reply standby_reply(uint32_t opcode);
 
 }  // namespace manager
 

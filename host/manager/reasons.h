@@ -10,6 +10,7 @@ namespace manager {
 constexpr uint32_t kMalformed = 0x40340100;
 constexpr uint32_t kUnknownOpcode = 0x40340101;
 constexpr uint32_t kWrongKind = 0x40340102;
+constexpr uint32_t kStandby = 0x4034002B;  // the library's own, which knows its text
 
 // The request as a whole.
 constexpr uint32_t kUnknownOperation = 0x40340110;
@@ -55,6 +56,11 @@ constexpr uint32_t kNoSuchDump = 0x40340150;
 constexpr uint32_t kNoSuchObject = 0x40340151;
 constexpr uint32_t kNoSuchTest = 0x40340152;
 
+// The daemon.
+constexpr uint32_t kNotPermitted = 0x40340160;
+constexpr uint32_t kNotSaved = 0x40340161;
+constexpr uint32_t kStillActive = 0x40340162;
+
 struct Reason {
   uint32_t code;
   const char* name;
@@ -99,6 +105,9 @@ constexpr Reason kReasons[] = {
     {kNoSuchDump, "SPAN_E_NO_SUCH_DUMP", "SPAN manager has no such debug function"},
     {kNoSuchObject, "SPAN_E_NO_SUCH_OBJECT", "debug function cannot tell about this"},
     {kNoSuchTest, "SPAN_E_NO_SUCH_TEST", "test number is not 1 to 5"},
+    {kNotPermitted, "SPAN_E_NOT_PERMITTED", "changes are not permitted to this user"},
+    {kNotSaved, "SPAN_E_NOT_SAVED", "change could not be saved; nothing was changed"},
+    {kStillActive, "SPAN_E_STILL_ACTIVE", "another SPAN manager is active"},
 };
 
 }  // namespace manager

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <initializer_list>
 #include <iterator>
-#include <optional>
 #include <vector>
 
 #include "host/manager/reasons.h"
@@ -19,22 +18,6 @@ using libspan::SrcOperation;
 
 // Interfaces that stand or fall together: one, or the port channels that carry the traffic of an SVC interface.
 using Carriers = std::vector<const Interface*>;
-
-std::optional<SourceType> source_type_of(const Interface& interface) {
-  switch (interface.type) {
-    case IfType::kFc:
-    case IfType::kFcip:
-    case IfType::kIscsi:
-    case IfType::kSvc:
-      return SourceType::kInterface;
-    case IfType::kPortChannel:
-      return interface.subtype == IF_INDEX_PORT_CHANNEL_PLAIN ? SourceType::kPortChannel : SourceType::kInterface;
-    case IfType::kInband:
-      return SourceType::kInband;
-    default:
-      return std::nullopt;
-  }
-}
 
 // Calls `act` with the sources of each direction that is named.
 template <class Act>
@@ -147,6 +130,22 @@ bool one_of(SrcOperation operation, std::initializer_list<SrcOperation> operatio
 }
 
 }  // namespace
+
+std::optional<SourceType> source_type_of(const Interface& interface) {
+  switch (interface.type) {
+    case IfType::kFc:
+    case IfType::kFcip:
+    case IfType::kIscsi:
+    case IfType::kSvc:
+      return SourceType::kInterface;
+    case IfType::kPortChannel:
+      return interface.subtype == IF_INDEX_PORT_CHANNEL_PLAIN ? SourceType::kPortChannel : SourceType::kInterface;
+    case IfType::kInband:
+      return SourceType::kInband;
+    default:
+      return std::nullopt;
+  }
+}
 
 uint32_t refusal(const SourceChange& change) {
   using enum SrcOperation;

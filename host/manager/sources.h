@@ -3,6 +3,7 @@
 #define HOST_MANAGER_SOURCES_H
 
 #include <cstdint>
+#include <optional>
 
 #include "feature/span/lib/internal/wire.h"
 #include "host/manager/config.h"
@@ -20,6 +21,9 @@ struct SourceChange {
            type == libspan::SourceType::kInband;
   }
 };
+
+// The type of request that names the interface, none = it is never a source.
+std::optional<libspan::SourceType> source_type_of(const chassis::Interface& interface);
 
 struct VsanOutcome {
   uint32_t result = 0;  // a reason; the VSANs that are not refused are changed all the same
