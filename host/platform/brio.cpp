@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstring>
 #include <fstream>
+#include <functional>
+#include <string>
 
 #include "host/platform/state.h"
 
@@ -37,7 +39,9 @@ int run_script(const char* path) {
   return file.bad() ? -1 : 0;
 }
 
-const char* error_text(uint32_t error) {
+}  // namespace
+
+const char* transport_error_text(uint32_t error) {
   switch (error) {
     case EBADF:
       return "the message queue is not open";
@@ -46,19 +50,39 @@ const char* error_text(uint32_t error) {
     case EHOSTUNREACH:
       return "the module cannot be reached";
     case ETIMEDOUT:
-      return "no answer came in time";
+      return "no answer came in time: whether the request was carried out is not known";
+    case ECONNRESET:
+      return "the connection was lost: whether the request was carried out is not known";
+    case EINTR:
+      return "interrupted";
+    case EACCES:
+    case EPERM:
+      return "this user may not use the service";
+    case EBUSY:
+      return "the service has too many clients";
+    case EAGAIN:
+      return "the service stands by for another one";
+    case EMSGSIZE:
+      return "the message is too long";
     case EPROTO:
       return "the answer cannot be used";
     case EINVAL:
       return "the message is malformed";
+    case EOPNOTSUPP:
+      return "the service does not know the message";
+    case EIO:
+      return "the service failed";
     case ENOMEM:
       return "out of memory";
+    case EMFILE:
+    case ENFILE:
+      return "too many files are open";
+    case ESTALE:
+      return "the switch is another one now; connect to it anew";
     default:
       return "unknown cause";
   }
 }
-
-}  // namespace
 
 void set_display_role(uintptr_t (&display_ctx)[8], const chassis::Role& role) {
   const Context context = {kContextMark, &role};
@@ -85,7 +109,8 @@ int brio_is_interface_display_allowed(uint32_t, const void* display_ctx, uint32_
 }
 
 void brio_print_quill_error_message(uint32_t, uint32_t error) {
-  std::printf("Error: message transport: %s (error %u)\n", error_text(error), error);
+  std::printf("Error: message transport: %s (error %u)\n", transport_error_text(error), error);
+  if (running() != nullptr) running()->failure_told = true;
 }
 
 int brio_execute_script_file(const char* path) {

@@ -17,10 +17,18 @@ bool is_present(const chassis::Module* module) {
   return module != nullptr && module->state != chassis::ModuleState::kAbsent;
 }
 
-// An empty slot of the chassis has nothing to tell. Slots beyond its last one are not there for anyone to miss.
-bool has_information(const chassis::Chassis& chassis, uint32_t number) {
-  if (number == 0 || number > kMaxModule) return false;
-  return number > chassis.slots() || is_present(chassis.find_module(number));
+// Slots behind the last one of the chassis are not there for anyone to miss: nobody is asked about them.
+bool is_beyond(const chassis::Chassis& chassis, uint32_t number) {
+  return number > chassis.slots() && number <= kMaxModule;
+}
+
+// What the supervisor would answer, from the description of the switch.
+int answer_at_once(const chassis::Chassis& chassis, void* message, uint8_t module) {
+  const auto answer = [&] {
+    prepare_answer(message, linecard::module_information(chassis, linecard::kInformationOpcode, {&module, 1}).value());
+    return 0;
+  };
+  return guarded(answer, [] { return static_cast<int>(kNoMemory); });
 }
 
 }  // namespace
@@ -55,8 +63,10 @@ int rook_get_all_modules_in_chassis(uint32_t, void* table, uint32_t entries) {
 
 int wren_get_module_info(uint32_t queue, void* message, uint32_t module) {
   if (running() == nullptr) return static_cast<int>(kNotStarted);
-  if (!has_information(running()->chassis, module)) return static_cast<int>(kNoSuchModule);
+  const chassis::Chassis& chassis = running()->chassis;
   const auto number = static_cast<uint8_t>(module);
+  if (message != nullptr && is_beyond(chassis, module)) return answer_at_once(chassis, message, number);
+  if (!is_present(chassis.find_module(module))) return static_cast<int>(kNoSuchModule);
   return quill_send(queue, kSupervisorAddress, linecard::kInformationService, linecard::kInformationOpcode, &number,
                     sizeof number, message, 0, 0);
 }

@@ -3,6 +3,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
+#include <vector>
 
 #include "host/platform/state.h"
 
@@ -10,7 +12,7 @@ namespace host {
 namespace {
 
 constexpr uint32_t kHandleMark = 0x5155494C;
-constexpr size_t kAnswersKept = 64;
+constexpr uint32_t kPreparedAnswer = 0xFFFFFFFF;  // token of a message that nobody was asked with
 
 // What lies in the caller's handle. A zeroed one holds nothing.
 struct Handle {
@@ -33,71 +35,60 @@ int failed(int error) {
   return -1;
 }
 
-Transport* transport_of(uint32_t queue) {
-  return running() != nullptr && queue == switch_queue() ? &running()->transport : nullptr;
-}
+bool is_open(uint32_t queue) { return running() != nullptr && queue == switch_queue(); }
 
-// No service at all at an address: no module is there.
-int missing(const Transport& transport, uint32_t address) {
-  const auto at = transport.services.lower_bound({address, 0});
-  return at != transport.services.end() && at->first.first == address ? ECONNREFUSED : EHOSTUNREACH;
-}
-
-// Answers that nobody received make room, the oldest first.
-void keep_answer(Transport& transport, uint32_t token, std::vector<uint8_t> answer) {
-  if (transport.answers.size() == kAnswersKept) transport.answers.erase(transport.answers.begin());
-  transport.answers[token] = std::move(answer);
-}
-
-int deliver(Transport& transport, const Service& service, uint32_t opcode, std::span<const uint8_t> payload,
-            void* message) {
-  auto answer = service(opcode, payload);
-  const uint32_t token = ++transport.last_token;
-  if (answer) keep_answer(transport, token, std::move(*answer));
+int send(uint32_t address, uint32_t service, uint32_t opcode, std::span<const uint8_t> payload, void* message) {
+  uint32_t token = 0;
+  if (const int error = running()->link->send(address, service, opcode, payload, token)) return failed(error);
   store(message, {kHandleMark, token, nullptr});
   return 0;
 }
 
-// Answers are there as soon as the request is sent: one that is not there will not come.
-int receive(Transport& transport, void* message, uint32_t token) {
-  const auto answer = transport.answers.find(token);
-  if (answer == transport.answers.end()) return failed(ETIMEDOUT);
+int take_answer(uint32_t token, std::vector<uint8_t>& answer) {
+  if (token != kPreparedAnswer) return running()->link->receive(token, answer);
+  answer = std::exchange(running()->prepared_answer, {});
+  return 0;
+}
+
+int receive(void* message, uint32_t token) {
+  std::vector<uint8_t> answer;
+  if (const int error = take_answer(token, answer)) return failed(error);
   Handle handle = {kHandleMark, token, nullptr};
-  const std::vector<uint8_t>& bytes = answer->second;
-  if (!bytes.empty()) {
-    handle.payload = std::malloc(bytes.size());
+  if (!answer.empty()) {
+    handle.payload = std::malloc(answer.size());
     if (handle.payload == nullptr) return failed(ENOMEM);
-    std::memcpy(handle.payload, bytes.data(), bytes.size());
+    std::memcpy(handle.payload, answer.data(), answer.size());
   }
   store(message, handle);
-  transport.answers.erase(answer);
   return 0;
 }
 
 }  // namespace
+
+void prepare_answer(void* message, std::vector<uint8_t> answer) {
+  running()->prepared_answer = std::move(answer);
+  store(message, {kHandleMark, kPreparedAnswer, nullptr});
+}
+
 }  // namespace host
 
 using namespace host;
 
 int quill_send(uint32_t queue, uint32_t address, uint32_t service, uint32_t opcode, const void* payload,
                uint32_t length, void* message, uint32_t, uint32_t) {
-  Transport* transport = transport_of(queue);
-  if (transport == nullptr) return failed(EBADF);
+  if (!is_open(queue)) return failed(EBADF);
   if (message == nullptr || (payload == nullptr && length != 0)) return failed(EINVAL);
-  const auto at = transport->services.find({address, service});
-  if (at == transport->services.end()) return failed(missing(*transport, address));
   const std::span<const uint8_t> bytes = {static_cast<const uint8_t*>(payload), length};
-  return guarded([&] { return deliver(*transport, at->second, opcode, bytes, message); },
-                 [] { return failed(ENOMEM); });
+  return guarded([&] { return send(address, service, opcode, bytes, message); }, [] { return failed(ENOMEM); });
 }
 
+// The callers' time-outs have no unit that anybody has stated. How long a module may take is told to connect_switch().
 int quill_recv(uint32_t queue, void* message, const void* options) {
-  Transport* transport = transport_of(queue);
-  if (transport == nullptr) return failed(EBADF);
+  if (!is_open(queue)) return failed(EBADF);
   if (message == nullptr || options == nullptr) return failed(EINVAL);
   quill_recv_options_t how;
   std::memcpy(&how, options, sizeof how);
-  return receive(*transport, message, how.token);
+  return guarded([&] { return receive(message, how.token); }, [] { return failed(ENOMEM); });
 }
 
 int quill_drop(uint32_t, void* message) {
@@ -113,6 +104,5 @@ void* quill_payload_get(const void* message) { return load(message).payload; }
 uint32_t quill_rr_token_get(const void* message) { return load(message).token; }
 
 uint32_t quill_errno_get(uint32_t queue) {
-  const Transport* transport = transport_of(queue);
-  return static_cast<uint32_t>(transport != nullptr ? transport->error : EBADF);
+  return static_cast<uint32_t>(is_open(queue) ? running()->transport_error : EBADF);
 }

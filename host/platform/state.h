@@ -3,48 +3,46 @@
 #define HOST_PLATFORM_STATE_H
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <utility>
 #include <vector>
 
-#include "host/linecard/traffic.h"
-#include "host/manager/manager.h"
+#include "host/platform/link.h"
 #include "host/platform/switch.h"
 
 namespace host {
 
-// Single messages between the processes of the switch, all of them in this one process. Errors are errno numbers.
-struct Transport {
-  std::map<std::pair<uint32_t, uint32_t>, Service> services;  // by address and service number
-  std::map<uint32_t, std::vector<uint8_t>> answers;           // not yet received, by token
-  uint32_t last_token = 0;
-  int error = 0;  // the last one
-};
-
 struct Switch {
-  Switch(chassis::Chassis description, uint64_t now)
-      : chassis(std::move(description)), manager(chassis), traffic(now) {}
+  explicit Switch(chassis::Chassis description) : chassis(std::move(description)) {}
 
   const chassis::Chassis chassis;
-  manager::Manager manager;
-  linecard::Traffic traffic;
-  bool reachable = true;
+  std::unique_ptr<Link> link;  // may refer to the chassis
   Outcome outcome = Outcome::kDone;
-  Transport transport;
+  uint32_t refusal = 0;       // the first status of a refusal, since the last reset of the outcome
+  int transport_error = 0;    // the last one, an errno number
+  uint32_t unhandled = 0;     // status of a request that the manager did not handle
+  bool failure_told = false;  // to the operator; both since the last reset of the outcome
+  std::vector<uint8_t> prepared_answer{};
 };
 
 // Null before start_switch().
 Switch* running();
+
+// The switch from here on, in the place of the one before.
+void run_switch(std::unique_ptr<Switch> next);
 
 const chassis::Interface* find_interface(uint32_t if_index);
 
 // Notes a failure of the transport, for quill_errno_get() and errno.
 void set_transport_error(int error);
 
+// What an errno number of the transport means to an operator.
+const char* transport_error_text(uint32_t error);
+
 // A request to the manager that comes to nothing: remembered as the outcome, and its status.
 constexpr uint32_t kSpanManager = 68;
 uint32_t refused(uint32_t status);
+uint32_t unhandled(uint32_t status);  // as a whole
 uint32_t unreachable(int error);
 
 bool debug_output();
@@ -55,14 +53,8 @@ void debug_line(const char* module, const char* text);
 // Of the processes on the active supervisor.
 constexpr uint32_t kSupervisorAddress = 2;
 
-// Attaches the services of the modules.
-void attach_modules(const chassis::Chassis& chassis);
-
-// Milliseconds.
-uint64_t time_now();
-
-// Brings the traffic of the switch up to now.
-void let_time_pass();
+// Makes `message` the handle of one whose answer is there already. It is the next one to be received.
+void prepare_answer(void* message, std::vector<uint8_t> answer);
 
 // Runs `work`; what it throws (memory is out) becomes the result of `failed`. Nothing thrown leaves a C function.
 template <class Work, class Failed>

@@ -6,6 +6,7 @@
 
 #include "host/platform/state.h"
 #include "host/platform/status.h"
+#include "platform/syserr.h"
 
 namespace host {
 namespace {
@@ -23,30 +24,43 @@ Switch& started() {
 
 Switch* running() { return the_switch.get(); }
 
-void start_switch(chassis::Chassis description) {
-  the_switch = std::make_unique<Switch>(std::move(description), time_now());
-  attach_modules(the_switch->chassis);
-}
+void run_switch(std::unique_ptr<Switch> next) { the_switch = std::move(next); }
 
 const chassis::Chassis& switch_chassis() { return started().chassis; }
 
 uint32_t switch_queue() { return kQueue; }
 
-void reset_outcome() { started().outcome = Outcome::kDone; }
+void reset_outcome() {
+  Switch& here = started();
+  here.outcome = Outcome::kDone;
+  here.refusal = 0;
+  here.unhandled = 0;
+  here.failure_told = false;
+  here.link->begin_command();
+}
 
 Outcome outcome() { return started().outcome; }
 
-void attach_service(uint32_t address, uint32_t service, Service answer) {
-  started().transport.services[{address, service}] = std::move(answer);
+uint32_t refusal() { return started().refusal; }
+
+std::string failure() {
+  Switch& here = started();
+  const bool away = here.outcome == Outcome::kUnreachable;
+  if (!away && here.unhandled == 0) return "";
+  here.failure_told = true;
+  if (!away) return syserr2str(here.unhandled);
+  return std::string("SPAN manager: ") + transport_error_text(static_cast<uint32_t>(here.transport_error));
 }
 
-void set_manager_reachable(bool reachable) { started().reachable = reachable; }
+std::string untold_failure() { return started().failure_told ? "" : failure(); }
 
-chassis::PortMode port_mode(uint32_t if_index) { return started().manager.port_mode(if_index); }
-
-const manager::Config& configuration() { return started().manager.config(); }
-
-bool is_span_destination(uint32_t if_index) { return started().manager.is_destination(if_index); }
+std::optional<PortRoles> port_roles() {
+  PortRoles roles;
+  const int error = started().link->port_roles(roles);
+  if (error == 0) return roles;
+  error == EAGAIN ? unhandled(manager::kStandby) : unreachable(error);
+  return std::nullopt;
+}
 
 const chassis::Interface* find_interface(uint32_t if_index) {
   return the_switch == nullptr ? nullptr : the_switch->chassis.find(if_index);
@@ -54,8 +68,15 @@ const chassis::Interface* find_interface(uint32_t if_index) {
 
 // Counts unless something worse happened before.
 uint32_t refused(uint32_t status) {
-  if (the_switch != nullptr) the_switch->outcome = std::max(the_switch->outcome, Outcome::kRefused);
+  if (the_switch == nullptr) return status;
+  the_switch->outcome = std::max(the_switch->outcome, Outcome::kRefused);
+  if (the_switch->refusal == 0) the_switch->refusal = status;
   return status;
+}
+
+uint32_t unhandled(uint32_t status) {
+  if (the_switch != nullptr) the_switch->unhandled = status;
+  return refused(status);
 }
 
 uint32_t unreachable(int error) {
@@ -65,7 +86,7 @@ uint32_t unreachable(int error) {
 }
 
 void set_transport_error(int error) {
-  if (the_switch != nullptr) the_switch->transport.error = error;
+  if (the_switch != nullptr) the_switch->transport_error = error;
   errno = error;
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
@@ -22,6 +23,21 @@ namespace host {
 // what belonged to the switch before, roles included, is gone.
 void start_switch(chassis::Chassis description);
 
+// Connects to the processes of a running switch instead; `name` is that of a run directory or of a manager's socket,
+// and nothing stands for the usual run directory. The description of the switch is the manager's. Returns one line that
+// tells why it failed, empty = done. The processes may come and go afterwards: what cannot reach them fails, and they
+// are found again by themselves.
+struct Waits {
+  uint32_t request_ms = 5000;  // for the manager
+  uint32_t message_ms = 1000;  // for the services of a module
+};
+std::string connect_switch(const std::string& name, const std::string& program, const Waits& waits = {});
+
+// Ends what is waited for, and everything that would wait, until it is cleared. interrupt_switch() may be called from a
+// signal handler.
+void interrupt_switch() noexcept;
+void clear_interrupt();
+
 const chassis::Chassis& switch_chassis();
 
 // The message-queue handle to put into command records; never 0.
@@ -31,6 +47,15 @@ uint32_t switch_queue();
 enum class Outcome { kDone = 0, kRefused = 1, kUnreachable = 3 };
 void reset_outcome();
 Outcome outcome();
+
+// The manager's status of the first refusal since the last reset, 0 when there was none.
+uint32_t refusal();
+
+// Why an exchange since the last reset came to nothing, in words: the manager could not be reached, or refused to
+// handle the request. Empty when all came to something. The other one is empty as well when the operator has been told
+// already, be it by the library.
+std::string failure();
+std::string untold_failure();
 
 // Permissions of the operator. Fills the display context of a command record, 8 words; the context
 // stays valid as long as the chassis.
@@ -50,14 +75,17 @@ std::string event_history_text();  // a line for each event
 // Runs one line as a shell command, for brio_execute_script_file(). Set by the shell.
 void set_script_runner(std::function<void(std::string_view line)> run);
 
-// Present port mode of an interface, as the manager has it.
-chassis::PortMode port_mode(uint32_t if_index);
+// What the interfaces are to the manager: those that are not in the normal mode, and destinations of sessions. One
+// exchange; nothing when the manager cannot be reached, which is the outcome then.
+struct PortRole {
+  chassis::PortMode mode = chassis::PortMode::kNormal;
+  bool destination = false;
+};
+using PortRoles = std::map<uint32_t, PortRole>;  // by if_index
+std::optional<PortRoles> port_roles();
 
-// All that the manager keeps, for tests.
+// All that the manager keeps, for tests. Only of an embedded switch.
 const manager::Config& configuration();
-
-// Operational facts for "show interface brief": whether the interface is a SPAN destination or a source of a session.
-bool is_span_destination(uint32_t if_index);
 
 // A process of the switch that answers single messages (quill), at an address and a service number. It gives the
 // answer's payload, or nothing when it does not answer. Ends with the switch.

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "host/platform/state.h"
 #include "host/platform/status.h"
 
 namespace host {
@@ -66,7 +67,10 @@ const Status* find_status(uint32_t code) {
 
 }  // namespace host
 
+// What the library wants a text for, it tells.
 const char* syserr2str(uint32_t status) {
+  host::Switch* const here = host::running();
+  if (here != nullptr && status != 0 && status == here->unhandled) here->failure_told = true;
   const host::Status* known = host::find_status(status);
   return known != nullptr ? known->text : host::number_text(status);
 }

@@ -35,9 +35,10 @@ constexpr uint32_t kManagerAddress = 0xFE000000;
 
 // The debug output of the manager goes to the operator's screen.
 uint32_t dump(const char* function, std::span<const uint8_t> record) {
-  const manager::Dump dump = running()->manager.dump(function, record);
+  manager::Dump dump;
+  if (const int error = running()->link->dump(function, record, dump)) return unreachable(error);
   std::fputs(dump.text.c_str(), stdout);
-  return dump.status != 0 ? refused(dump.status) : 0;
+  return dump.status != 0 ? unhandled(dump.status) : 0;
 }
 
 // The handlers of the library leave it to this service to tell the operator.
@@ -110,7 +111,6 @@ uint32_t tarn_debug_dump(uint32_t queue, uint32_t address, uint32_t service, con
   const bool known = address == kManagerAddress && service == kSpanManager;
   if (!known || function == nullptr || (record == nullptr && length != 0)) return told(refused(kNoDebugDump));
   if (running() == nullptr || queue != switch_queue()) return told(unreachable(EBADF));
-  if (!running()->reachable) return told(unreachable(ECONNREFUSED));
   const std::span<const uint8_t> bytes = {static_cast<const uint8_t*>(record), length};
   return told(guarded([&] { return dump(function, bytes); }, [] { return unreachable(ENOMEM); }));
 }

@@ -12,26 +12,22 @@
 namespace host {
 namespace {
 
-struct Request {
-  uint32_t opcode, kind;
-  std::span<const uint8_t> payload;
-  uint32_t service, queue;
-};
+const char* text_of(const char* requester) { return requester != nullptr ? requester : ""; }
 
-void trace(const Request& request, const manager::Reply& reply, const char* requester1, const char* requester2) {
+void trace(const ManagerRequest& request, const manager::Reply& reply) {
   if (!debug_output()) return;
   const uint32_t code = reply.status != 0 ? reply.status : reply.result;
   const Status* known = find_status(code);
   char text[512];
   std::snprintf(text, sizeof text, "opcode %u kind %u, %zu bytes from [%s] [%s]: 0x%x %s, %zu bytes", request.opcode,
-                request.kind, request.payload.size(), requester1 ? requester1 : "", requester2 ? requester2 : "", code,
+                request.kind, request.payload.size(), text_of(request.requester1), text_of(request.requester2), code,
                 known ? known->name : "", reply.response.size());
   debug_line("vex", text);
 }
 
 uint32_t hand_over(const manager::Reply& reply, void** response) {
   if (reply.result != 0) refused(reply.result);
-  if (reply.status != 0) return refused(reply.status);
+  if (reply.status != 0) return unhandled(reply.status);
   if (reply.response.empty()) return unreachable(EPROTO);
   *response = std::malloc(reply.response.size());
   if (*response == nullptr) return unreachable(ENOMEM);
@@ -39,11 +35,11 @@ uint32_t hand_over(const manager::Reply& reply, void** response) {
   return 0;
 }
 
-// Why the request cannot reach the manager, 0 when it can.
-int obstacle(const Request& request) {
-  if (request.queue != switch_queue()) return EBADF;
-  const Switch* here = running();
-  return here != nullptr && here->reachable && request.service == kSpanManager ? 0 : ECONNREFUSED;
+uint32_t exchange(const ManagerRequest& request, void** response) {
+  manager::Reply reply;
+  if (const int error = running()->link->exchange(request, reply)) return unreachable(error);
+  trace(request, reply);
+  return hand_over(reply, response);
 }
 
 }  // namespace
@@ -54,13 +50,9 @@ uint32_t vex_req_resp(uint32_t opcode, uint32_t kind, void* payload, void** resp
                       uint32_t /*option*/) {
   using namespace host;
   if (response == nullptr || length == nullptr || (payload == nullptr && *length != 0)) return unreachable(EINVAL);
-  const Request request = {opcode, kind, {static_cast<const uint8_t*>(payload), *length}, service, queue};
-  if (const int error = obstacle(request)) return unreachable(error);
-  const auto exchange = [&] {
-    if (kind == VEX_KIND_CHANGE) let_time_pass();
-    const manager::Reply reply = running()->manager.handle(opcode, kind, request.payload);
-    trace(request, reply, requester1, requester2);
-    return hand_over(reply, response);
-  };
-  return guarded(exchange, [] { return unreachable(ENOMEM); });
+  if (queue != switch_queue()) return unreachable(EBADF);
+  if (running() == nullptr || service != kSpanManager) return unreachable(ECONNREFUSED);
+  const ManagerRequest request = {
+      opcode, kind, {static_cast<const uint8_t*>(payload), *length}, requester1, requester2};
+  return guarded([&] { return exchange(request, response); }, [] { return unreachable(ENOMEM); });
 }

@@ -14,6 +14,7 @@
 #include "host/rows/walk.h"
 #include "host/shell/say.h"
 #include "host/shell/startup.h"
+#include "host/shell/switch_options.h"
 #include "platform/if_index.h"
 
 namespace rows {
@@ -24,7 +25,7 @@ using shell::Status;
 constexpr char kExitStatus[] =
     "Exit status:\n"
     "  0  all rows are shown\n"
-    "  1  the switch refused a command of the start-up file\n"
+    "  1  the switch refused something\n"
     "  2  a wrong option or file, or a table that does not end\n"
     "  3  the SPAN manager could not be reached";
 
@@ -101,14 +102,15 @@ Status show(const Table& table) {
     return Status::kUsage;
   }
   if (host::outcome() == host::Outcome::kDone) return Status::kDone;
-  shell::say(std::string(table.name) + ": the SPAN manager does not answer");
-  return Status::kUnreachable;
+  const std::string reason = host::failure();
+  shell::say(std::string(table.name) + ": " + (reason.empty() ? "the SPAN manager refused to tell it" : reason));
+  return host::outcome() == host::Outcome::kUnreachable ? Status::kUnreachable : Status::kRefused;
 }
 
 // ---- Program --------------------------------------------------------------------------------------------------------
 
 struct Options {
-  std::string chassis = chassis::default_description();
+  shell::SwitchOptions which;
   std::string startup;
   std::string table;
 };
@@ -116,7 +118,7 @@ struct Options {
 void declare(CLI::App& app, Options& options) {
   std::vector<std::string> names;
   for (const Table& table : kTables) names.emplace_back(table.name);
-  app.add_option("--chassis", options.chassis, "Description of the switch")->option_text("FILE");
+  options.which.declare(app);
   app.add_option("--startup", options.startup, "Configure the switch from a file first")->option_text("FILE");
   app.add_option("--table", options.table, "Show one table: " + CLI::detail::join(names, ", "))
       ->option_text("NAME")
@@ -131,13 +133,7 @@ std::optional<Status> configure(const std::string& startup) {
 }
 
 Status run(const Options& options) {
-  std::string error;
-  std::optional<chassis::Chassis> description = chassis::Chassis::load(options.chassis, error);
-  if (!description) {
-    shell::say(error);
-    return Status::kUsage;
-  }
-  host::start_switch(std::move(*description));
+  if (const Status status = options.which.open("span-rows"); status != Status::kDone) return status;
   const std::optional<Status> configured = configure(options.startup);
   if (!configured) return Status::kUsage;
   uint32_t queue = host::switch_queue();
@@ -158,11 +154,6 @@ int main(int argc, char** argv) {
   CLI::App app{"The SNMP tables of port mirroring, each walked with get-next.", "span-rows"};
   rows::Options options;
   rows::declare(app, options);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    const bool told = app.exit(error) == 0 && shell::flush_output();
-    return static_cast<int>(told ? shell::Status::kDone : shell::Status::kUsage);
-  }
-  return static_cast<int>(rows::run(options));
+  const auto end = shell::parse(app, argc, argv);
+  return static_cast<int>(end ? *end : rows::run(options));
 }

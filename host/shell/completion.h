@@ -22,7 +22,7 @@ std::string common_prefix(const std::vector<std::string>& candidates);
 class Completer {
  public:
   Completer(const chassis::Chassis& chassis, const chassis::Role& role, const Parser& parser)
-      : chassis_(chassis), role_(role), parser_(parser) {}
+      : chassis_(chassis), role_(role), parser_(parser), values_(chassis) {}
 
   // Keywords, session numbers, and the interfaces and VSANs that there are and that the operator may see.
   Completion complete(std::string_view line, Mode mode) const;
@@ -32,10 +32,12 @@ class Completer {
 
  private:
   std::vector<std::string> values(Kind kind) const;
+  bool complete_range(std::string_view line, Completion& completion) const;
 
   const chassis::Chassis& chassis_;
   const chassis::Role& role_;
   const Parser& parser_;
+  const ValueReader values_;
 };
 
 }  // namespace shell

@@ -7,12 +7,17 @@
 #include <cerrno>
 #include <cstring>
 
+#include "host/platform/switch.h"
 #include "host/shell/say.h"
 
 namespace shell {
 namespace {
 
 constexpr size_t kMaxLine = 4096;
+
+std::string too_long(const std::string& where) {
+  return where + ": line longer than " + std::to_string(kMaxLine) + " characters";
+}
 
 // Blanks as wide as the first `column` characters of the line.
 std::string padding(const std::string& line, size_t column) {
@@ -40,20 +45,23 @@ std::optional<std::string> FileLines::next(const std::string&) {
   ++number_;
   int c = std::getc(file_);
   const bool at_end = c == EOF;
-  for (; c != EOF && c != '\n' && line.size() <= kMaxLine; c = std::getc(file_)) line += static_cast<char>(c);
+  constexpr size_t kRoom = kMaxLine + 1;  // a carriage return at the end does not count
+  for (; c != EOF && c != '\n' && line.size() <= kRoom; c = std::getc(file_)) line += static_cast<char>(c);
+  if (line.ends_with('\r')) line.pop_back();
   if (std::ferror(file_) != 0) {
     error_ = name_ + ": " + std::strerror(errno);
   } else if (line.size() > kMaxLine) {
-    error_ = name_ + ":" + std::to_string(number_) + ": line longer than " + std::to_string(kMaxLine) + " characters";
+    error_ = too_long(name_ + ":" + std::to_string(number_));
   }
-  if (at_end || !error_.empty()) return std::nullopt;
-  if (line.ends_with('\r')) line.pop_back();
-  return line;
+  return at_end || !error_.empty() ? std::nullopt : std::optional(line);
 }
 
 std::optional<std::string> ListedLines::next(const std::string&) {
   if (next_ == lines_.size()) return std::nullopt;
-  return lines_[next_++];
+  const std::string& line = lines_[next_++];
+  if (line.size() <= kMaxLine) return line;
+  error_ = too_long("-c");
+  return std::nullopt;
 }
 
 Status Console::play(LineSource& source) {
@@ -61,6 +69,7 @@ Status Console::play(LineSource& source) {
     const std::optional<std::string> line = source.next(session_.prompt());
     if (!line) break;
     if (echo_ == Echo::kShell) show(*line);
+    host::clear_interrupt();
     run(*line);
     if (!flush_output()) return std::max(worst_, Status::kUsage);
   }
@@ -73,6 +82,7 @@ void Console::run(const std::string& line) {
   const std::string prompt = session_.prompt();
   const Reply reply = session_.run(line);
   if (reply.problem) report(*reply.problem, line, prompt);
+  if (!reply.failure.empty()) say(reply.failure);
   worst_ = std::max(worst_, reply.status);
 }
 

@@ -46,9 +46,11 @@ class ListedLines : public LineSource {
   explicit ListedLines(std::vector<std::string> lines) : lines_(std::move(lines)) {}
 
   std::optional<std::string> next(const std::string& prompt) override;
+  std::string error() const override { return error_; }
 
  private:
   std::vector<std::string> lines_;
+  std::string error_;
   size_t next_ = 0;
 };
 

@@ -1,4 +1,4 @@
-// spansh: the operator's shell of a switch that lives in this process.
+// spansh: the operator's shell of a switch, in this process or made of processes.
 #include <fcntl.h>
 #include <pwd.h>
 #include <unistd.h>
@@ -17,6 +17,7 @@
 #include "host/shell/line_editor.h"
 #include "host/shell/say.h"
 #include "host/shell/startup.h"
+#include "host/shell/switch_options.h"
 
 namespace shell {
 namespace {
@@ -32,15 +33,12 @@ constexpr char kExitStatus[] =
 
 struct Options {
   std::vector<std::string> commands;
-  std::string chassis = chassis::default_description();
+  SwitchOptions which;
   std::string role;
   std::string startup;
   std::string file;
   bool echo = false;
 };
-
-// An empty name is a slip, most often of a variable that is not set.
-std::string given(const std::string& name) { return name.empty() ? "a name is expected" : ""; }
 
 void declare(CLI::App& app, Options& options) {
   CLI::Option* const commands =
@@ -50,7 +48,7 @@ void declare(CLI::App& app, Options& options) {
       ->option_text(" ")
       ->check(given)
       ->excludes(commands);
-  app.add_option("--chassis", options.chassis, "Description of the switch")->option_text("FILE")->check(given);
+  options.which.declare(app);
   app.add_option("--startup", options.startup,
                  "Configure the switch from a file first; what fails is told with its line")
       ->option_text("FILE")
@@ -120,7 +118,8 @@ Status play_all(Session& session, const Options& options) {
     return play(session, options, lines, Echo::kNone);
   }
   if (is_typed(options)) {
-    std::signal(SIGINT, SIG_IGN);  // Ctrl-C is a key of the editor; while a command prints it ends nothing
+    // Ctrl-C is a key of the editor; while a command runs, it ends what that waits for.
+    std::signal(SIGINT, [](int) { host::interrupt_switch(); });
     LineEditor editor(session);
     play(session, options, editor, Echo::kTerminal);
     return Status::kDone;
@@ -140,13 +139,7 @@ Status run_switch(const Operator& who, const Options& options) {
 }
 
 int run(const Options& options) {
-  std::string error;
-  std::optional<chassis::Chassis> description = chassis::Chassis::load(options.chassis, error);
-  if (!description) {
-    say(error);
-    return exit_status(Status::kUsage);
-  }
-  host::start_switch(std::move(*description));
+  if (const Status status = options.which.open("spansh"); status != Status::kDone) return exit_status(status);
   const chassis::Role* const role = choose_role(host::switch_chassis(), options.role);
   if (role == nullptr) {
     say(no_role(host::switch_chassis(), options.role));
@@ -166,11 +159,6 @@ int main(int argc, char** argv) {
   CLI::App app{"The operator's shell of a switch with port mirroring.", "spansh"};
   shell::Options options;
   shell::declare(app, options);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    const bool told = app.exit(error) == 0 && shell::flush_output();
-    return shell::exit_status(told ? shell::Status::kDone : shell::Status::kUsage);
-  }
+  if (const auto end = shell::parse(app, argc, argv)) return shell::exit_status(*end);
   return shell::run(options);
 }

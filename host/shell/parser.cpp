@@ -99,16 +99,6 @@ std::vector<std::string> names_of(const std::vector<const Word*>& words) {
   return names;
 }
 
-// "a, b or c"
-std::string join(const std::vector<std::string>& names) {
-  std::string text;
-  for (size_t i = 0; i < names.size(); ++i) {
-    if (i > 0) text += i + 1 == names.size() ? " or " : ", ";
-    text += names[i];
-  }
-  return text;
-}
-
 // All forms that fit a line, walked word by word.
 class Walk {
  public:

@@ -29,9 +29,9 @@ PortMode first_mode(const chassis::Interface& port) {
   return port.rspan_tunnel != 0 ? PortMode::kTunnelSource : PortMode::kNormal;
 }
 
-void print_port_modes(const chassis::Chassis& chassis) {
+void print_port_modes(const chassis::Chassis& chassis, host::PortRoles roles) {
   for (const chassis::Interface& interface : chassis.interfaces()) {
-    const PortMode mode = host::port_mode(interface.if_index);
+    const PortMode mode = roles[interface.if_index].mode;
     if (mode == first_mode(interface)) continue;
     std::printf("interface %s\nport mode %s\n", interface.name.c_str(), port_mode_text(mode));
   }
@@ -101,13 +101,21 @@ void add_unsaid(const chassis::Chassis& chassis, const span_cli_parms_t& parms, 
 
 }  // namespace
 
+// Why the manager did not tell all of its state.
+std::string why_untold() {
+  const std::string reason = host::failure();
+  return reason.empty() ? "the SPAN manager refused to tell it" : reason;
+}
+
 bool print_running_config(const chassis::Chassis& chassis, const span_cli_parms_t& parms) {
   host::reset_outcome();
+  const std::optional<host::PortRoles> roles = host::port_roles();
+  if (!roles) return false;
   std::printf("! Running configuration of %s\nconfigure\n", chassis.name().c_str());
-  print_port_modes(chassis);
-  const bool told = print_threshold(parms) && span_cli_generate_session_config(&parms) == 0;
+  print_port_modes(chassis, *roles);
+  if (!print_threshold(parms) || span_cli_generate_session_config(&parms) != 0) return false;
   std::puts("end");
-  return told && host::outcome() == host::Outcome::kDone;
+  return host::outcome() == host::Outcome::kDone;
 }
 
 std::vector<std::string> unsaid(const chassis::Chassis& chassis, const span_cli_parms_t& parms) {
@@ -131,7 +139,7 @@ std::string save_running_config(const chassis::Chassis& chassis, const span_cli_
   Redirect redirect(file.file());
   const bool told = print_running_config(chassis, parms);
   if (const int error = redirect.finish(); error != 0) return path + ": " + std::strerror(error);
-  if (!told) return path + ": not written, the SPAN manager did not answer";
+  if (!told) return path + ": not written; " + why_untold();
   return file.keep() ? "" : file.error();
 }
 

@@ -16,7 +16,7 @@ void set_speaker(const char* program) { speaker = program; }
 
 void say(const std::string& text) {
   std::fflush(stdout);
-  std::fprintf(stderr, "%s: %s\n", speaker, text.c_str());
+  std::fprintf(stderr, "%s: %s\n", speaker, printable(text).c_str());
 }
 
 bool flush_output() {

@@ -66,7 +66,11 @@ Reply Session::run(std::string_view line) {
     line = line.substr(0, typed);
   }
   const std::variant<Command, Problem> parsed = parser_.parse(line, mode_);
-  if (const Command* command = std::get_if<Command>(&parsed)) return {execute(*command)};
+  if (const Command* command = std::get_if<Command>(&parsed)) {
+    host::reset_outcome();
+    const Status status = execute(*command);
+    return {status, std::nullopt, host::untold_failure()};
+  }
   const Problem& problem = std::get<Problem>(parsed);
   if (problem.mode != Mode::kEvery) mode_ = problem.mode;
   return {Status::kUsage, problem};
@@ -119,8 +123,7 @@ Status Session::perform(Builtin builtin, const Command& command) {
       host::set_debug_output(!command.negated);
       break;
     case Builtin::kShowInterfaces:
-      show_interfaces(chassis_, *who_.role);
-      break;
+      return show_interfaces(chassis_, *who_.role) ? Status::kDone : status_of(1, host::outcome());
     case Builtin::kShowVsans:
       show_vsans(chassis_, *who_.role);
       break;
@@ -140,7 +143,8 @@ Status Session::perform(Builtin builtin, const Command& command) {
 
 Status Session::show_running_config(const Command& command) const {
   const CommandRecord record(who_, nullptr, command, 0);
-  return print_running_config(chassis_, *record.get()) ? Status::kDone : Status::kUnreachable;
+  const bool told = print_running_config(chassis_, *record.get());
+  return told ? Status::kDone : status_of(1, host::outcome());
 }
 
 Status Session::copy_running_config(const Command& command) const {
@@ -149,7 +153,8 @@ Status Session::copy_running_config(const Command& command) const {
   const std::string error = save_running_config(chassis_, *record.get(), path);
   if (!error.empty()) {
     say(error);
-    return host::outcome() == host::Outcome::kUnreachable ? Status::kUnreachable : Status::kUsage;
+    const Status status = status_of(0, host::outcome());
+    return status != Status::kDone ? status : Status::kUsage;
   }
   const std::string from = path + ": ";
   for (const std::string& line : unsaid(chassis_, *record.get())) say(from + line);

@@ -17,7 +17,8 @@ enum class Status { kDone = 0, kRefused = 1, kUsage = 2, kUnreachable = 3 };
 
 struct Reply {
   Status status = Status::kDone;
-  std::optional<Problem> problem{};  // of a wrong command; what else is wrong has been said
+  std::optional<Problem> problem{};  // of a wrong command
+  std::string failure{};             // of the switch, where nobody has told it yet
 };
 
 class Session {

@@ -32,12 +32,11 @@ const char* text_of(chassis::IfType type) {
   return "-";
 }
 
-void show_interface(const chassis::Chassis& chassis, const chassis::Interface& interface) {
+void show_interface(const chassis::Chassis& chassis, const chassis::Interface& interface, const host::PortRole& role) {
   const chassis::Interface* const channel = chassis.find(interface.port_channel);
   std::printf("%-16s %-12s %-4s %-16s %-16s %s\n", interface.name.c_str(), text_of(interface.type),
-              interface.up ? "up" : "down", port_mode_text(host::port_mode(interface.if_index)),
-              channel != nullptr ? channel->name.c_str() : "-",
-              host::is_span_destination(interface.if_index) ? "destination" : "-");
+              interface.up ? "up" : "down", port_mode_text(role.mode), channel != nullptr ? channel->name.c_str() : "-",
+              role.destination ? "destination" : "-");
 }
 
 // "1-5" or "7" for the run that starts at `first`, which becomes the first VSAN behind it.
@@ -91,12 +90,15 @@ bool may_see(const chassis::Role& role, const chassis::Interface& interface) {
   return role.all_interfaces || std::ranges::binary_search(role.interfaces, interface.if_index);
 }
 
-void show_interfaces(const chassis::Chassis& chassis, const chassis::Role& role) {
+bool show_interfaces(const chassis::Chassis& chassis, const chassis::Role& role) {
+  std::optional<host::PortRoles> roles = host::port_roles();
+  if (!roles) return false;
   std::printf("%-16s %-12s %-4s %-16s %-16s %s\n", "Interface", "Type", "Link", "Port mode", "Member of", "SPAN");
   std::puts(std::string(80, '-').c_str());
   for (const chassis::Interface& interface : chassis.interfaces()) {
-    if (may_see(role, interface)) show_interface(chassis, interface);
+    if (may_see(role, interface)) show_interface(chassis, interface, (*roles)[interface.if_index]);
   }
+  return true;
 }
 
 void show_vsans(const chassis::Chassis& chassis, const chassis::Role& role) {

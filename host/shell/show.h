@@ -11,7 +11,8 @@ bool may_see(const chassis::Role& role, const chassis::Interface& interface);
 // As the commands have it.
 const char* port_mode_text(chassis::PortMode mode);
 
-void show_interfaces(const chassis::Chassis& chassis, const chassis::Role& role);
+// False when the manager did not tell what the ports are to it; nothing is shown then.
+bool show_interfaces(const chassis::Chassis& chassis, const chassis::Role& role);
 void show_vsans(const chassis::Chassis& chassis, const chassis::Role& role);
 void show_roles(const chassis::Chassis& chassis, const chassis::Role& current);
 void show_events();

@@ -34,8 +34,9 @@ std::string in_one_line(const std::string& output) {
 std::string reason_of(const Reply& reply, const std::string& output) {
   if (reply.problem) return reply.problem->text;
   std::string told = in_one_line(output);
-  if (!told.empty()) return told;
-  return reply.status == Status::kUnreachable ? "the SPAN manager does not answer" : "refused";
+  if (!told.empty() && !reply.failure.empty()) told += "; ";
+  told += reply.failure;
+  return told.empty() ? "refused" : told;
 }
 
 class Player {

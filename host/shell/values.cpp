@@ -84,6 +84,15 @@ const void* address(const Value& value) {
       value);
 }
 
+std::string join(const std::vector<std::string>& names) {
+  std::string text;
+  for (size_t i = 0; i < names.size(); ++i) {
+    if (i > 0) text += i + 1 == names.size() ? " or " : ", ";
+    text += names[i];
+  }
+  return text;
+}
+
 // ---- Cursor ---------------------------------------------------------------------------------------------------------
 
 std::string_view Cursor::word() const {
@@ -135,15 +144,16 @@ std::optional<Value> ValueReader::read(Kind kind, Cursor& at, Problem& problem) 
 }
 
 // The stem may be shortened as long as it is clear: "po 3" is "port-channel 3".
-const chassis::Interface* ValueReader::find(std::string_view stem, std::string_view number) const {
-  const auto begins_so = [&](const std::string& candidate) { return candidate.starts_with(stem); };
-  auto meant = std::ranges::find(stems_, stem);
-  if (meant == stems_.end()) {
-    if (std::ranges::count_if(stems_, begins_so) != 1) return nullptr;
-    meant = std::ranges::find_if(stems_, begins_so);
-  }
-  const chassis::Interface* const joined = chassis_.find(*meant + std::string(number));
-  return joined != nullptr ? joined : chassis_.find(*meant + ' ' + std::string(number));
+std::vector<std::string> ValueReader::meant_by(std::string_view stem) const {
+  if (std::ranges::find(stems_, stem) != stems_.end()) return {std::string(stem)};
+  std::vector<std::string> meant;
+  std::ranges::copy_if(stems_, std::back_inserter(meant), [=](auto& candidate) { return candidate.starts_with(stem); });
+  return meant;
+}
+
+const chassis::Interface* ValueReader::find(const std::string& stem, const std::string& number) const {
+  const chassis::Interface* const joined = chassis_.find(stem + number);
+  return joined != nullptr ? joined : chassis_.find(stem + ' ' + number);
 }
 
 const chassis::Interface* ValueReader::read_interface(Cursor& at, Problem& problem) const {
@@ -153,7 +163,9 @@ const chassis::Interface* ValueReader::read_interface(Cursor& at, Problem& probl
   at.skip_blanks();
   const std::string_view number = at.take_while([](char c) { return Cursor::is_digit(c) || c == '/'; });
   if (number.empty()) return no_interface(problem, start.column(), kNotAnInterface);
-  const chassis::Interface* const found = find(stem, number);
+  const std::vector<std::string> meant = meant_by(stem);
+  if (meant.size() > 1) return no_interface(problem, start.column(), "this may be " + join(meant));
+  const chassis::Interface* const found = meant.empty() ? nullptr : find(meant.front(), std::string(number));
   if (found != nullptr) return found;
   const std::string_view typed(stem.data(), static_cast<size_t>(number.end() - stem.begin()));
   return no_interface(problem, start.column(), "there is no interface " + std::string(typed));

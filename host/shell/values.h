@@ -23,6 +23,9 @@ using Value = std::variant<std::monostate, uint32_t, VsanRange, span_if_range_li
 // The address that goes into a token; null for a keyword without a value.
 const void* address(const Value& value);
 
+// "a, b or c"
+std::string join(const std::vector<std::string>& names);
+
 // What is wrong with a line, and where.
 struct Problem {
   size_t column = 0;
@@ -78,7 +81,8 @@ class ValueReader {
   const chassis::Interface* read_range_end(const chassis::Interface& first, Cursor& at, Problem& problem) const;
   std::optional<span_if_range_t> read_range(Cursor& at, Problem& problem) const;
   std::optional<Value> read_ranges(Cursor& at, Problem& problem) const;
-  const chassis::Interface* find(std::string_view stem, std::string_view number) const;
+  std::vector<std::string> meant_by(std::string_view stem) const;
+  const chassis::Interface* find(const std::string& stem, const std::string& number) const;
 
   const chassis::Chassis& chassis_;
   std::vector<std::string> stems_;  // what stands before the numbers of interface names

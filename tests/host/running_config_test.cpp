@@ -259,7 +259,7 @@ TEST_F(CopyRunningConfig, LosesNothingWhenTheManagerIsAway) {
   write(file_, "old");
   host::set_manager_reachable(false);
   EXPECT_EQ(copy(file_), Status::kUnreachable);
-  EXPECT_EQ(errors_, "spansh: " + file_ + ": not written, the SPAN manager did not answer\n");
+  EXPECT_EQ(errors_, "spansh: " + file_ + ": not written; SPAN manager: the service does not run\n");
   EXPECT_EQ(read(file_), "old");
   EXPECT_EQ(names(), std::vector<std::string>{"switch.span"});
 }

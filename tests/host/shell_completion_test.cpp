@@ -55,6 +55,16 @@ TEST_F(ShellCompletion, InterfacesOfTheSwitch) {
   EXPECT_EQ(column("destination interface port-channel "), 22u);
 }
 
+TEST_F(ShellCompletion, EndsOfARange) {
+  EXPECT_EQ(offers("source interface fc1/1-1"), (Texts{"10", "11", "12"}));
+  EXPECT_EQ(column("source interface fc1/1-1"), 23u);
+  EXPECT_EQ(offers("source interface fc1/9-"), (Texts{"10", "11", "12"}));
+  EXPECT_EQ(offers("source interface fc1/12-"), Texts{});
+  EXPECT_EQ(offers("source interface fc2/1, fc1/10 - fc1"), (Texts{"fc1/11", "fc1/12"}));
+  EXPECT_EQ(offers("source interface po 3-"), (Texts{"4", "201", "202", "203"}));
+  EXPECT_EQ(guest_.complete("source interface fc1/2-", Mode::kSpan).candidates, (Texts{"3", "4"}));
+}
+
 TEST_F(ShellCompletion, LastInterfaceOfAList) {
   EXPECT_EQ(offers("source interface fc1/1-4,fc1/12"), Texts{"fc1/12"});
   EXPECT_EQ(offers("source interface fc1/1-4, sv"), Texts{"svc 2/1"});

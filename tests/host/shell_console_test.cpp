@@ -123,6 +123,13 @@ TEST_F(ShellConsole, LongestLine) {
   EXPECT_EQ(play_text("\n!" + std::string(4096, 'x') + "\nshow vsan\n"), Status::kUsage);
   EXPECT_EQ(output_, "");
   EXPECT_EQ(errors_, "spansh: commands:2: line longer than 4096 characters\n");
+  EXPECT_EQ(play_text("!" + std::string(4095, 'x') + "\r\nshow vsan\r\n"), Status::kDone);
+  EXPECT_NE(output_, "");
+  EXPECT_EQ(play_text("!" + std::string(4096, 'x') + "\r\nshow vsan\r\n"), Status::kUsage);
+  EXPECT_EQ(play({"!" + std::string(4095, 'x'), "show vsan"}, Echo::kNone), Status::kDone);
+  EXPECT_EQ(play({"!" + std::string(4096, 'x'), "show vsan"}, Echo::kNone), Status::kUsage);
+  EXPECT_EQ(errors_, "spansh: -c: line longer than 4096 characters\n");
+  EXPECT_EQ(output_, "");
 }
 
 TEST_F(ShellConsole, UnreadableFile) {

@@ -24,6 +24,7 @@ class ShellSession : public ShellTest {
     std::fflush(stdout);
     output_ = testing::internal::GetCapturedStdout();
     EXPECT_TRUE(!reply.problem || reply.status == Status::kUsage) << line;
+    failure_ = reply.failure;
     return reply.status;
   }
 
@@ -32,8 +33,13 @@ class ShellSession : public ShellTest {
     return output_;
   }
 
+  chassis::PortMode port_mode(std::string_view name) const {
+    return host::port_roles().value()[chassis().find(name)->if_index].mode;
+  }
+
   Session session_{chassis(), {"ann", role("operator")}};
   std::string output_;
+  std::string failure_;
 };
 
 TEST_F(ShellSession, PromptsShowTheMode) {
@@ -118,10 +124,10 @@ TEST_F(ShellSession, NoFormsUndo) {
 TEST_F(ShellSession, PortModeOfAllInterfacesOfItsMode) {
   configure({"configure", "interface fc1/1-2, fc2/130", "port mode span-destination"});
   for (const char* name : {"fc1/1", "fc1/2", "fc2/130"}) {
-    EXPECT_EQ(host::port_mode(chassis().find(name)->if_index), chassis::PortMode::kSpanDestination) << name;
+    EXPECT_EQ(port_mode(name), chassis::PortMode::kSpanDestination) << name;
   }
   configure({"interface fc1/2", "no port mode"});
-  EXPECT_EQ(host::port_mode(chassis().find("fc1/2")->if_index), chassis::PortMode::kNormal);
+  EXPECT_EQ(port_mode("fc1/2"), chassis::PortMode::kNormal);
 }
 
 TEST_F(ShellSession, RefusalsHaveTheirStatusAlthoughHandlersReturn0) {
@@ -145,6 +151,30 @@ TEST_F(ShellSession, UnreachableManager) {
   EXPECT_EQ(run("show span session"), Status::kUnreachable);
   EXPECT_EQ(run("span session 4"), Status::kUnreachable);
   EXPECT_EQ(session_.prompt(), "lab(config)# ");
+}
+
+TEST_F(ShellSession, TellsOnceAndInWordsWhyTheManagerIsUnreachable) {
+  configure({"configure", "span session 3"});
+  host::set_manager_reachable(false);
+  for (const char* line :
+       {"suspend", "no suspend", "destination interface fc1/1", "no destination interface fc1/1",
+        "source interface fc1/2", "source interface svc 2/1 rx traffic-type target", "source vsan 5",
+        "source filter vsan 5", "show span session", "show span session brief", "show span max-queued-packets",
+        "show span internal info", "test span 1", "show running-config", "show running-config span",
+        "show interface brief", "show rspan-tunnel interface fc1/1", "span max-queued-packets 7"}) {
+    EXPECT_EQ(run(line), Status::kUnreachable) << line;
+    const bool told = output_.find("message transport: the service does not run") != std::string::npos;
+    EXPECT_EQ(failure_, told ? "" : "SPAN manager: the service does not run") << line << "\n" << output_;
+  }
+}
+
+TEST_F(ShellSession, ShowsNoInterfacesThatTheManagerTellsNothingAbout) {
+  EXPECT_NE(screen("show interface brief").find("fc1/1 "), std::string::npos);
+  host::set_manager_reachable(false);
+  EXPECT_EQ(run("show interface brief"), Status::kUnreachable);
+  EXPECT_EQ(output_, "");
+  EXPECT_EQ(run("show running-config"), Status::kUnreachable);
+  EXPECT_EQ(output_, "");
 }
 
 TEST_F(ShellSession, TakesARunningConfiguration) {

@@ -106,8 +106,8 @@ TEST_F(ShellValues, StemsMayBeShort) {
 }
 
 TEST_F(ShellValues, StemsMustBeClear) {
-  EXPECT_EQ(interface("f 1/1"), "0: there is no interface f 1/1");
-  EXPECT_EQ(interface("s 2/1"), "0: there is no interface s 2/1");
+  EXPECT_EQ(interface("f 1/1"), "0: this may be fc or fcip");
+  EXPECT_EQ(interface("s 2/1"), "0: this may be sup-fc or svc");
 }
 
 TEST_F(ShellValues, InterfacesThatAreNotThere) {

@@ -51,6 +51,9 @@ check 'several -c are one session' 0 'Session 3 is not configured*' '' -c config
 check 'echo' 0 'spanlab# configure
 spanlab(config)# end' '' --echo -c configure -c end
 check 'unknown role' 2 '' 'spansh: there is no role bogus; roles: network-admin, *' --role bogus -c 'show vsan'
+check 'names are shown without their control characters' 2 '' 'spansh: there is no role ?[31m; roles: *' \
+  --role $'\e[31m' -c 'show vsan'
+check 'also those of files' 2 '' 'spansh: /no?such: No such file or directory' $'/no\asuch'
 check 'a role hides what it may not see' 0 '10 VSANs
   1-10' '' --role san-a -c 'show vsan'
 
