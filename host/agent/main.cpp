@@ -1,0 +1,108 @@
+// span-agent: port mirroring in SNMP, as a subagent of snmpd.
+#include <CLI/CLI.hpp>
+#include <bitset>
+#include <csignal>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "host/agent/master.h"
+#include "host/agent/mirror.h"
+#include "host/agent/notifier.h"
+#include "host/agent/smon.h"
+#include "host/platform/switch.h"
+#include "host/shell/say.h"
+#include "host/shell/startup.h"
+#include "host/shell/switch_options.h"
+#include "libspan.h"
+
+namespace agent {
+namespace {
+
+using shell::Status;
+
+constexpr char kExitStatus[] =
+    "Runs until SIGTERM or SIGINT. Exit status:\n"
+    "  0  ended as it was told to\n"
+    "  1  the switch refused a command of the start-up file\n"
+    "  2  a wrong option or file, or objects that cannot be registered\n"
+    "  3  the SPAN manager could not be reached at the start";
+
+constexpr uint32_t kShortestPeriod = 100;
+constexpr uint32_t kLongestPeriod = 3'600'000;
+constexpr uint32_t kTraceEvent = 1;  // of the library's traces
+
+struct Options {
+  shell::SwitchOptions which;
+  std::string startup;
+  std::string socket;
+  std::string base{kDefaultBase};
+  uint32_t period_ms = 1000;
+};
+
+std::string base_problem(const std::string& text) {
+  return parse_oid(text) ? "" : text + " is no object identifier that a MIB could lie at";
+}
+
+void declare(CLI::App& app, Options& options) {
+  options.which.declare(app);
+  app.add_option("--startup", options.startup, "Configure the switch from a file first")->option_text("FILE");
+  app.add_option("--agentx", options.socket, "AgentX socket of snmpd; Net-SNMP's usual one when left out")
+      ->option_text("SOCKET")
+      ->check(shell::given);
+  app.add_option("--base", options.base, "Where PORT-MIRROR-MIB lies; " + options.base + " when left out")
+      ->option_text("OID")
+      ->check(base_problem);
+  app.add_option("--poll", options.period_ms,
+                 "Look for what is worth a notification every so often; 1000 when left out")
+      ->option_text("MS")
+      ->check(CLI::Range(kShortestPeriod, kLongestPeriod));
+  app.set_version_flag("--version", "span-agent " SPAN_VERSION);
+  app.footer(kExitStatus);
+}
+
+Status configure(const std::string& startup) {
+  if (startup.empty()) return Status::kDone;
+  const chassis::Role role{"", true, {}, std::bitset<SPAN_VSANS>().set()};
+  return shell::run_startup(host::switch_chassis(), {"span-agent", &role}, startup).value_or(Status::kUsage);
+}
+
+Status failed(const std::string& text) {
+  shell::say(text);
+  return Status::kUsage;
+}
+
+Status run(const Options& options) {
+  Status status = options.which.open("span-agent");
+  if (status == Status::kDone) status = configure(options.startup);
+  if (status != Status::kDone) return status;
+  uint32_t queue = host::switch_queue();
+  span_snmp_set_quill_q(&queue);
+  span_snmp_set_tarn(kTraceEvent);
+  set_base(*parse_oid(options.base));
+  if (!open_master(options.socket, shell::say)) return failed("Net-SNMP cannot be started");
+  if (!register_mirror() || !register_smon()) return failed("objects cannot be registered");
+  Notifier notifier;
+  join_master();
+  serve(options.period_ms, [&] { notifier.poll(); });
+  leave_master();
+  return Status::kDone;
+}
+
+}  // namespace
+}  // namespace agent
+
+int main(int argc, char** argv) {
+  std::signal(SIGPIPE, SIG_IGN);
+  shell::set_speaker("span-agent");
+  CLI::App app{"Port mirroring in SNMP: a subagent of snmpd.", "span-agent"};
+  agent::Options options;
+  agent::declare(app, options);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    const bool told = app.exit(error) == 0 && shell::flush_output();
+    return static_cast<int>(told ? shell::Status::kDone : shell::Status::kUsage);
+  }
+  return static_cast<int>(agent::run(options));
+}

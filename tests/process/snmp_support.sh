@@ -1,0 +1,145 @@
+# The switch as processes with its SNMP agent, a snmpd and a receiver of notifications, for the tests of what they tell.
+# Sourced with the folder of the programs as the only argument. All is private and goes at the end.
+# shellcheck shell=bash disable=SC2034
+set -uo pipefail
+export LC_ALL=C
+PATH=$PATH:/usr/sbin:/sbin
+
+programs=$(realpath "$1")
+work=$(mktemp -d)
+export SPAN_RUN_DIR=$work/run SNMP_PERSISTENT_DIR=$work/snmp SNMPCONFPATH=$work/snmp
+mkdir "$SNMP_PERSISTENT_DIR"
+unset SPAN_CONNECT XDG_RUNTIME_DIR MIBS
+failed=0
+agent_options=()
+declare -A pids=()
+
+# stop NAME [SIGNAL]: ends what was started by that name, and waits for it.
+stop() {
+  [ -n "${pids[$1]-}" ] || return 0
+  kill -CONT "${pids[$1]}" 2>/dev/null
+  kill "-${2-TERM}" "${pids[$1]}" 2>/dev/null
+  within 10 ended "${pids[$1]}" || kill -KILL "${pids[$1]}" 2>/dev/null
+  unset "pids[$1]"
+}
+ended() { ! kill -0 "$1" 2>/dev/null; }
+
+finish() {
+  local name
+  for name in agent snmpd snmptrapd cards manager; do stop "$name"; done
+  rm -rf "$work"
+}
+trap finish EXIT
+
+# verdict NAME OK DETAIL...
+verdict() {
+  if [ "$2" = yes ]; then
+    echo "ok      $1"
+  else
+    echo "FAILED  $1"
+    printf '        %s\n' "${@:3}"
+    failed=$((failed + 1))
+  fi
+}
+
+# yes_when COMMAND...
+yes_when() { "$@" >/dev/null 2>&1 && echo yes || echo no; }
+
+# same NAME EXPECTED GOT
+same() { verdict "$1" "$(yes_when [ "$2" = "$3" ])" "expected:" "$2" "got:" "$3"; }
+
+# within SECONDS COMMAND...: tries until it succeeds.
+within() {
+  local end=$((SECONDS + $1))
+  shift
+  until "$@"; do
+    [ $SECONDS -lt $end ] || return 1
+    sleep 0.05
+  done
+}
+
+# ---- The processes ---------------------------------------------------------------------------------------------------
+
+port_is_taken() { grep -qi ":$(printf '%04X' "$1") " /proc/net/udp; }
+
+# free_port FIRST
+free_port() {
+  local number=$1
+  while port_is_taken "$number"; do number=$((number + 1)); done
+  echo "$number"
+}
+
+# start NAME COMMAND...: its output goes to NAME.log. How it ends is no news for the shell.
+start() {
+  "${@:2}" </dev/null >>"$work/$1.log" 2>&1 &
+  pids[$1]=$!
+  disown
+}
+
+# needed SECONDS COMMAND...: or the test cannot go on.
+needed() {
+  within "$@" >/dev/null 2>&1 && return
+  echo "FAILED  comes up: ${*:2}"
+  tail -n 5 "$work"/*.log
+  exit 1
+}
+
+span() { timeout 30 "$programs/spansh" --connect "$@"; }
+knows_the_switch() { span -c 'show vsan' >/dev/null; }
+log_has() { grep -q -- "$2" "$work/$1.log"; }
+log_lines() { grep -c -- "$2" "$work/$1.log"; }
+
+start_manager() {
+  start manager "$programs/spand" --run-dir "$SPAN_RUN_DIR" --state "$work/state"
+  needed 10 knows_the_switch
+}
+
+start_cards() {
+  start cards "$programs/span-linecard" --run-dir "$SPAN_RUN_DIR"
+  needed 10 log_has cards serving
+}
+
+snmp_port=$(free_port $((20000 + $$ % 20000)))
+trap_port=$(free_port $((snmp_port + 1)))
+
+# snmpd has objects of its own left away but for those that every agent has.
+start_snmpd() {
+  cat >"$work/snmpd.conf" <<END
+agentaddress udp:127.0.0.1:$snmp_port
+rocommunity public 127.0.0.1
+rwcommunity private 127.0.0.1
+master agentx
+agentXSocket $work/agentx.sock
+trap2sink 127.0.0.1:$trap_port public
+END
+  MIBS='' start snmpd snmpd -f -C -c "$work/snmpd.conf" -Lo -I -smux
+  needed 10 test -S "$work/agentx.sock"
+}
+
+# Waits until it serves, once more than before.
+start_agent() {
+  local before
+  touch "$work/agent.log"
+  before=$(log_lines agent serving)
+  start agent "$programs/span-agent" --connect --agentx "$work/agentx.sock" "${agent_options[@]}"
+  needed 20 serves_again "$before"
+}
+serves_again() { [ "$(log_lines agent serving)" -gt "$1" ]; }
+
+# ---- Questions by number ---------------------------------------------------------------------------------------------
+
+mirror=.1.3.6.1.4.1.8072.9999.9999.1
+smon=.1.3.6.1.2.1.16.22.1
+
+# snmp TOOL OID...: as the tool prints it, by number.
+snmp() {
+  local tool=$1
+  shift
+  MIBS='' timeout 60 "snmp$tool" -v2c -c public -t 8 -r 0 -On "127.0.0.1:$snmp_port" "$@" 2>&1
+}
+snmp_set() { MIBS='' timeout 60 snmpset -v2c -c private -t 8 -r 0 -On "127.0.0.1:$snmp_port" "$@" 2>&1; }
+
+fc() { echo $((0x01000000 + $1 * 65536 + $2)); }
+
+# done_when_all_passed: the last line of a test.
+done_when_all_passed() { [ $failed -eq 0 ] || { echo "$failed checks failed" && exit 1; }; }
