@@ -46,14 +46,15 @@ Words range_name(const chassis::Chassis& chassis, uint32_t first, uint32_t last)
   const Words to = name_of(chassis, last);
   const size_t number = to.find_last_not_of("0123456789") + 1;
   const bool alike = from.find_last_not_of("0123456789") + 1 == number && from.starts_with(to.substr(0, number));
-  return from + (alike ? "-" + to.substr(number) : " - " + to);
+  return from + (alike ? "-" : " - ") + (alike ? to.substr(number) : to);
 }
 
 Words names(const chassis::Chassis& chassis, std::span<const libspan::WireIfRange> ranges) {
   Words all;
   for (const libspan::WireIfRange& range : ranges) {
     if (all.size() > kMaxWords) break;
-    all += (all.empty() ? "" : ", ") + range_name(chassis, get(range.first), get(range.last));
+    if (!all.empty()) all += ", ";
+    all += range_name(chassis, get(range.first), get(range.last));
   }
   return all.empty() ? "no interface" : all;
 }
@@ -104,7 +105,7 @@ Words create_or_delete(const chassis::Chassis& /*chassis*/, Payload payload) {
   Words text = create ? "create session" : "delete session";
   const char* separator = " ";
   for (const uint8_t index : tail<uint8_t>(payload, sizeof *request, request->count)) {
-    text += separator + std::to_string(index + 1);
+    text.append(separator).append(std::to_string(index + 1));
     separator = ", ";
   }
   return text;

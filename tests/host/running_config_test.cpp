@@ -49,7 +49,7 @@ TEST_F(RunningConfig, HasItsOwnSectionsBeforeTheSessions) {
 TEST_F(RunningConfig, IsTheSameForEveryRole) {
   configure({"configure", "span session 1", "source interface fc2/1"});
   const chassis::Role nobody{"nobody", false, {}, {}};
-  Session guest(host::switch_chassis(), {"bob", &nobody});
+  Session guest(host::switch_chassis(), {"guest", &nobody});
   Capture capture;
   const auto seen = capture.of([&] { guest.run("show running-config"); });
   EXPECT_EQ(seen, text());

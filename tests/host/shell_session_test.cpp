@@ -212,7 +212,7 @@ TEST_F(ShellSession, TakesARunningConfiguration) {
 }
 
 TEST_F(ShellSession, RolesHideWhatTheyMayNotSee) {
-  Session guest(chassis(), {"bob", role("guest")});
+  Session guest(chassis(), {"guest", role("guest")});
   configure({"configure", "span session 1", "source interface fc2/1", "span session 2", "source interface fc1/1"});
   EXPECT_EQ(run(guest, "show span session"), Status::kDone);
   EXPECT_EQ(output_.find("Session 1"), std::string::npos);

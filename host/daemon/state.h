@@ -1,0 +1,32 @@
+// The state of a directory, put to use on a switch.
+#ifndef HOST_DAEMON_STATE_H
+#define HOST_DAEMON_STATE_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/daemon/store.h"
+
+namespace spand {
+
+struct State {
+  std::unique_ptr<Store> store;
+  manager::Config config;
+};
+
+// The switch does not have what the state is about.
+struct StateMisfit : StateError {
+  StateMisfit(const std::string& text, std::vector<std::string> lines) : StateError(text), misfits(std::move(lines)) {}
+  std::vector<std::string> misfits;
+};
+
+enum class Unknown { kRefuse, kForget };
+
+// Throws StateError, DatabaseError. What is forgotten is told in the audit, a line for each misfit; an empty state
+// becomes that of a switch that is new.
+State open_state(const std::string& directory, const chassis::Chassis& chassis, Unknown unknown);
+
+}  // namespace spand
+
+#endif

@@ -1,0 +1,83 @@
+// The manager's state on disk: its configuration, and the audit of what was asked of it. docs/daemon.md has the tables.
+#ifndef HOST_DAEMON_STORE_H
+#define HOST_DAEMON_STORE_H
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "host/daemon/audit.h"
+#include "host/daemon/database.h"
+#include "host/manager/config.h"
+
+namespace spand {
+
+// The state cannot be used: one line that tells why.
+struct StateError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// Another process has it.
+struct StateInUse : StateError {
+  using StateError::StateError;
+};
+
+// Makes a directory's state this process's own, for as long as it lives. Gone with the process, however it ends.
+class StateLock {
+ public:
+  explicit StateLock(const std::string& directory);
+  ~StateLock();
+  StateLock(const StateLock&) = delete;
+  StateLock& operator=(const StateLock&) = delete;
+
+ private:
+  int descriptor_;
+};
+
+class Store {
+ public:
+  // How many lines of the audit are kept; the oldest go first. What was not permitted has room of its own, so that it
+  // cannot crowd out what was done.
+  struct Limits {
+    uint64_t permitted = 100'000;
+    uint64_t refused = 10'000;
+  };
+
+  // Opens the state of a directory, or creates it. One that is damaged, or of a newer program, is left as it is.
+  explicit Store(const std::string& directory) : Store(directory, Limits()) {}
+  Store(const std::string& directory, Limits limits);
+
+  // Nothing as long as nothing was saved.
+  std::optional<manager::Config> load();
+
+  // Writes what differs, and the lines, together: when it returns they are on disk, when it throws DatabaseError none
+  // of it is.
+  void save(const manager::Config& from, const manager::Config& to, std::span<const AuditLine> lines);
+
+  // A line that is not worth the wait: it survives this process, if perhaps not a power failure.
+  void note(const AuditLine& line);
+
+ private:
+  using Counts = std::array<uint64_t, 2>;  // of lines: refused, permitted
+
+  void write(const manager::Config& from, const manager::Config& to);
+  void append(const AuditLine& line, Counts& counts);
+
+  std::string path_;
+  StateLock lock_;
+  Database database_;
+  Limits limits_;
+  Counts counts_;
+};
+
+// Look into a state that may be in use, and change nothing. Nothing and no lines when there is none.
+std::optional<manager::Config> read_config(const std::string& directory);
+std::vector<AuditLine> read_audit(const std::string& directory, uint64_t last);  // oldest first
+
+}  // namespace spand
+
+#endif

@@ -1,0 +1,55 @@
+#!/bin/bash
+# Two SPAN managers, of which one is the standby: standby_test.sh PROGRAMS.
+# shellcheck source=tests/process/spand_common.sh
+source "$(dirname "${BASH_SOURCE[0]}")/spand_common.sh"
+
+here=(--run-dir "$work/run" --state "$work/state")
+manager=$work/run/manager.sock
+standby=$work/run/standby.sock
+
+expect "nobody is there to take over" 3 "*No such file or directory" "$spand" --take-over "${here[@]}"
+
+start "$work/active.log" "$spand" "${here[@]}"
+active=$pid
+start "$work/standby.log" "$spand" --standby "${here[@]}"
+second=$pid
+verdict "says that it stands by" "$(yes_when grep -qx "spand: standing by for spanlab at $standby" "$work/standby.log")"
+expect "the active one takes changes" 0 '0x00000000 *' "$ask" "$manager" change 5
+
+expect "the standby answers a session query" 0 '0x00000000 *, manager status 0x4034002b, session is not configured' \
+  "$ask" "$standby" query 5
+expect "refuses changes" 0 '0x4034002b SPAN manager is a stateless standby' "$ask" "$standby" change 6
+expect "refuses dumps" 0 '0x4034002b*' "$ask" "$standby" dump
+expect "and has no ports to tell of" 1 'EAGAIN: SPAN manager is a stateless standby' "$ask" "$standby" roles
+expect "a second standby finds no room" 1 "*standby.sock*in use*" "$spand" --standby "${here[@]}"
+
+expect "does not take over from one that lives" 1 'spand: another SPAN manager is active' \
+  "$spand" --take-over "${here[@]}"
+expect "and is still the standby" 0 '*0x4034002b*' "$ask" "$standby" query 5
+
+{ kill -KILL "$active" && wait "$active"; } 2>/dev/null
+mv "$work/state/span.db" "$work/sound"
+mv "$work/state/span.db-wal" "$work/sound-wal"
+echo damaged >"$work/state/span.db"
+expect "does not take over a damaged state" 1 "spand: $work/state/span.db: *not a database" \
+  "$spand" --take-over "${here[@]}"
+mv "$work/sound" "$work/state/span.db"
+mv "$work/sound-wal" "$work/state/span.db-wal"
+expect "takes over when the active one has died" 0 '' "$spand" --take-over "${here[@]}"
+verdict "says so" "$(yes_when grep -qx "spand: took over, serving spanlab at $manager" "$work/standby.log")" \
+  "$(<"$work/standby.log")"
+expect "knows what the other one was told" 0 '*session is configured' "$ask" "$manager" query 5
+expect "takes changes" 0 '0x00000000 *' "$ask" "$manager" change 6
+verdict "has left its old place" "$(yes_when [ ! -e "$standby" ])"
+expect "the audit tells it" 0 '*take over*create session 6*' "$spand" --audit 2 --state "$work/state"
+expect "there is no standby left" 3 '*No such file or directory' "$spand" --take-over "${here[@]}"
+expect "the other one does not come back as active" 1 "spand: $work/state: is in use by another SPAN manager, process $second" \
+  "$spand" "${here[@]}"
+start "$work/back.log" "$spand" --standby "${here[@]}"
+expect "but as the standby" 0 '*0x4034002b*' "$ask" "$standby" query 5
+kill -TERM "$second"
+expect_end "ends when asked to" "$second"
+verdict "and takes its socket away" "$(yes_when [ ! -e "$manager" ])"
+expect "so that the other one can take over" 0 '' "$spand" --take-over "${here[@]}"
+expect "with all changes" 0 '*session is configured' "$ask" "$manager" query 6
+finish
