@@ -16,11 +16,33 @@ host_packages=(
   libcli11-dev /usr/include/CLI/CLI.hpp
   libtomlplusplus-dev /usr/include/toml++/toml.h
   libedit-dev /usr/include/histedit.h
+  libasio-dev /usr/include/asio.hpp
+)
+lab_packages=(
+  "${host_packages[@]}"
+  libsqlite3-dev /usr/include/sqlite3.h
+  libsnmp-dev /usr/include/net-snmp/net-snmp-config.h
+  snmp snmpwalk
+  snmpd /usr/sbin/snmpd
+  snmptrapd /usr/sbin/snmptrapd
+  erlang-snmp /var/lib/dpkg/info/erlang-snmp.list
 )
 # shellcheck disable=SC2034
 test_packages=(
-  "${host_packages[@]}"
+  "${lab_packages[@]}"
   g++-12-multilib /usr/lib/gcc/x86_64-linux-gnu/12/32/libstdc++.a
+  g++-arm-linux-gnueabihf arm-linux-gnueabihf-g++
+  qemu-user qemu-arm
+  clang-19 clang++-19
+  libclang-rt-19-dev /usr/lib/llvm-19/lib/clang/19/lib/linux/libclang_rt.fuzzer-x86_64.a
+  llvm-19 llvm-cov-19
+  gcovr gcovr
+  abigail-tools abidw
+  clang-tidy clang-tidy
+  cppcheck cppcheck
+  shellcheck shellcheck
+  smitools smilint
+  valgrind valgrind
 )
 
 # need PACKAGE PROOF ...: installs the packages whose proof is missing, or names them and ends.

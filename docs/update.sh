@@ -22,6 +22,16 @@ cd "$(dirname "$0")/.."
 spansh() { "$binary" "$@"; }
 # shellcheck disable=SC2317
 span-rows() { "$(dirname "$binary")/span-rows" "$@"; }
+# shellcheck disable=SC2317
+span-agent() { "$(dirname "$binary")/span-agent" "$@"; }
+# shellcheck disable=SC2317
+spand() { "$(dirname "$binary")/spand" "$@"; }
+# shellcheck disable=SC2317
+span-linecard() { "$(dirname "$binary")/span-linecard" "$@"; }
+# shellcheck disable=SC2317
+with-agent() { docs/with_agent.sh "$(dirname "$binary")" "$@"; }
+# shellcheck disable=SC2317
+with-processes() { docs/with_processes.sh "$(dirname "$binary")" "$@"; }
 
 # The page on standard input with its outputs made anew.
 renew() {
