@@ -282,5 +282,30 @@ TEST_F(ShowAllFile, ThatCannotBeWrittenWholeIsNotRun) {
   EXPECT_EQ(fake.calls(), "");
 }
 
+// A shell without standard input gives its place to the next file that is opened.
+TEST_F(ShowAllFile, MayHaveDescriptor0) {
+  expect_script();
+  Command command;
+  command.number(4);
+  const int input = dup(STDIN_FILENO);
+  EXPECT_EQ(run([&] {
+              close(STDIN_FILENO);
+              const uint32_t result = span_cli_int_all_session(command);
+              dup2(input, STDIN_FILENO);
+              return result;
+            }),
+            0u);
+  close(input);
+  EXPECT_EQ(script_, commands("session 4"));
+}
+
+TEST_F(ShowAllFile, ThatFailsWhenItIsClosedIsNotRun) {
+  fake.close_result = -1;
+  EXPECT_EQ(show_session(4), 0u);
+  EXPECT_EQ(show_if(kFc1), 0u);
+  EXPECT_EQ(fake.calls("brio"), "");
+  EXPECT_TRUE(removed());
+}
+
 }  // namespace
 }  // namespace testkit

@@ -57,6 +57,12 @@ TEST_F(ShowPieces, TheLengthWordOfTheHolderIsNotRead) {
   EXPECT_EQ(printed(), "vsan 7\n");
 }
 
+TEST_F(ShowPieces, ASingleVsanIsFoundWhereverItIs) {
+  for (const uint32_t vsan : {0u, 1u, 30u, 31u, 32u, 33u, 62u, 63u, 64u, 65u, 4063u, 4064u, 4094u, 4095u}) {
+    EXPECT_EQ(vsan_lines("vsan", {{vsan, vsan}}), "vsan " + std::to_string(vsan) + "\n");
+  }
+}
+
 TEST_F(ShowPieces, All4096VsansHaveTheirLine) {
   std::string lines;
   for (int vsan = 0; vsan < 4096; ++vsan) lines += "  source vsan " + std::to_string(vsan) + "\n";

@@ -137,6 +137,16 @@ TEST_F(ServiceModule, ACountWhoseSizeWrapsIsAFailedAllocation) {
   EXPECT_EQ(convert(-1), 1u);
   EXPECT_EQ(fake.calls(), "");
 }
+
+// 24 bytes for each entry: times 24 the counts leave 16 bytes below the end of memory, or come round to 0.
+TEST_F(ServiceModule, AMapWhoseSizeWrapsIsAFailedAllocation) {
+  const Bytes before = list_;
+  for (const uint32_t count : {0x0AAAAAAAu, 0x20000000u}) {
+    fake.expect("ksm_if_to_pch_get_map").gives(join({host32(0), host32(count)}));
+    EXPECT_EQ(convert(-1), 1u);
+    EXPECT_TRUE(same_bytes(list_, before));
+  }
+}
 #endif
 
 }  // namespace

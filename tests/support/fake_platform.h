@@ -2,8 +2,9 @@
 //
 // Each call is written into a journal, one readable line a call. Calls that do something take their answer from a
 // script, in the order in which the test announced them; a call that nobody announced and an announcement that nobody
-// used fail the test. Lookups (interfaces, names, permissions, status texts, what is traced) are answered from the
-// tables below. The conversions of interface indexes and the bounded copies are plain functions and not in the journal.
+// used fail the test. `answers` can stand in for the announcements. Lookups (interfaces, names, permissions, status
+// texts, what is traced) are answered from the tables below. The conversions of interface indexes and the bounded
+// copies are plain functions and not in the journal.
 #ifndef TESTS_SUPPORT_FAKE_PLATFORM_H
 #define TESTS_SUPPORT_FAKE_PLATFORM_H
 
@@ -45,9 +46,9 @@ class Script {
 };
 
 struct Answer {
-  uint32_t result;
-  std::optional<Bytes> block;
-  const void* preset;
+  uint32_t result = 0;
+  std::optional<Bytes> block = std::nullopt;
+  const void* preset = nullptr;
 
   int status() const { return static_cast<int>(result); }
   void* hand_out(const std::string& origin) const;  // the block as a malloc block, or null
@@ -102,6 +103,9 @@ class FakePlatform {
   Script& expect(const std::string& call);
   Script& expect_exchange(uint32_t opcode);
 
+  // Answers, when it is set, what nobody announced.
+  std::function<Answer(const std::string& line)> answers;
+
   // Fails the test for announcements that were not used and messages that were not dropped.
   void verify();
 
@@ -126,6 +130,7 @@ class FakePlatform {
   bool history_on = true;
   bool debug_on = false;
   int time_result = 0;       // of gettimeofday
+  int close_result = 0;      // of close, which closes all the same
   size_t messages_left = 0;  // received or sent messages that may stay undropped
 
   // For the platform functions.

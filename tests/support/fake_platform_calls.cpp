@@ -1,5 +1,7 @@
-// The functions of platform/, and gettimeofday, on top of FakePlatform.
+// The functions of platform/, gettimeofday and close, on top of FakePlatform.
+#include <sys/syscall.h>
 #include <sys/time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdarg>
@@ -122,6 +124,12 @@ Interface* find_interface(uint32_t if_index) {
   return found == fake().interfaces.end() ? nullptr : &found->second;
 }
 
+// Out-arguments are zeroed by the caller.
+template <class... Values>
+void expect_zeroed(const char* function, const Values*... out) {
+  if (!(... && (*out == Values{}))) testkit::fail(std::string("an out-argument was not zeroed before ") + function);
+}
+
 bool allowed(const std::optional<std::set<uint32_t>>& set, uint32_t value) { return !set || set->count(value) != 0; }
 
 }  // namespace
@@ -203,6 +211,7 @@ uint32_t tlvu_table_convert_tlv_to_struct(void** record, const void* tlv, uintpt
 uint32_t tlvu_table_get_struct_size_from_tlv(uint32_t* size, const void* tlv, uintptr_t zero, const void* table) {
   const Answer answer =
       fake().play(line("tlvu_table_get_struct_size_from_tlv", tlv, uint64_t{zero}, table_name(table)));
+  expect_zeroed("tlvu_table_get_struct_size_from_tlv", size);
   answer.copy_to(size, sizeof *size);
   return answer.result;
 }
@@ -245,6 +254,7 @@ int span_hw_counters_payload_to_tlv(const void* request, void** payload, uint32_
   const auto* const words = static_cast<const span_hw_counters_request_t*>(request);
   const Answer answer =
       fake().play(line("span_hw_counters_payload_to_tlv", words->module_index, words->word2, zero1, zero2));
+  expect_zeroed("span_hw_counters_payload_to_tlv", payload, consumed, length);
   if (!answer.block) return answer.status();
   *payload = const_cast<void*>(fake().store(*answer.block));
   *consumed = *length = static_cast<uint32_t>(answer.block->size());
@@ -253,6 +263,7 @@ int span_hw_counters_payload_to_tlv(const void* request, void** payload, uint32_
 
 int span_hw_counters_payload_to_struct(void** result, const void* payload, uint32_t zero1, uint32_t zero2) {
   const Answer answer = fake().play(line("span_hw_counters_payload_to_struct", payload, zero1, zero2));
+  expect_zeroed("span_hw_counters_payload_to_struct", result);
   *result = answer.block ? const_cast<void*>(fake().store(*answer.block)) : nullptr;
   return answer.status();
 }
@@ -261,6 +272,7 @@ int span_hw_counters_payload_to_struct(void** result, const void* payload, uint3
 
 int if_index_get_type(uint32_t if_index, uint8_t* type) {
   fake().record(line("if_index_get_type", if_index));
+  expect_zeroed("if_index_get_type", type);
   Interface* const found = find_interface(if_index);
   if (found == nullptr) return kUnknown;
   testkit::TypeAnswer answer = {.type = found->type};
@@ -274,6 +286,7 @@ int if_index_get_type(uint32_t if_index, uint8_t* type) {
 
 int if_index_port_channel_get_subtype(uint32_t if_index, uint8_t* subtype) {
   fake().record(line("if_index_port_channel_get_subtype", if_index));
+  expect_zeroed("if_index_port_channel_get_subtype", subtype);
   const Interface* const found = find_interface(if_index);
   if (found == nullptr || !found->subtype) return kUnknown;
   *subtype = *found->subtype;
@@ -295,10 +308,7 @@ uint32_t ntoh_if_index(uint32_t if_index) { return hton_if_index(if_index); }
 int sprintf_if_index(char* text, uint32_t if_index) {
   fake().record(line("sprintf_if_index", if_index));
   const Interface* const found = find_interface(if_index);
-  if (found == nullptr) {
-    *text = '\0';
-    return 0;
-  }
+  if (found == nullptr) return 0;
   std::strcpy(text, found->name.c_str());
   return static_cast<int>(found->name.size());
 }
@@ -308,6 +318,7 @@ uint32_t ksm_if_to_pch_get_map(uint32_t queue, uint32_t seven, const void* reque
   std::memcpy(&count, request, sizeof count);
   const Answer answer =
       fake().play(line("ksm_if_to_pch_get_map", queue, seven, testkit::copy_of(request, 4 + size_t{count} * 8)));
+  expect_zeroed("ksm_if_to_pch_get_map", reply);
   if (answer.block) *reply = answer.hand_out("ksm_if_to_pch_get_map");
   return answer.result;
 }
@@ -390,7 +401,7 @@ uint32_t tarn_debug_dump(uint32_t queue, uint32_t word, uint32_t service, const 
   return fake().play(line("tarn_debug_dump", queue, word, service, testkit::copy_of(record, length), function)).result;
 }
 
-// ---- Texts, copies, time ---------------------------------------------------------------------------------------------
+// ---- Texts, copies, time, files --------------------------------------------------------------------------------------
 
 const char* syserr2str(uint32_t status) {
   fake().record(line("syserr2str", status));
@@ -421,6 +432,11 @@ int gettimeofday(struct timeval* __restrict now, void* __restrict zone) noexcept
   *now = {clock.tv_sec, static_cast<suseconds_t>(clock.tv_nsec / 1000)};
   static_cast<void>(zone);
   return FakePlatform::plays() ? fake().time_result : 0;
+}
+
+int close(int file) {
+  const auto result = static_cast<int>(syscall(SYS_close, file));
+  return result == 0 && FakePlatform::plays() ? fake().close_result : result;
 }
 
 }  // extern "C"

@@ -44,6 +44,7 @@ void* make(size_t size, int fill, const std::string& origin) {
 void* request(size_t size, int fill) {
   ++state().requests;
   if (state().until_failure != 0 && --state().until_failure == 0) return nullptr;
+  if (size == 0) return nullptr;
   return make(size, fill, "the code under test");
 }
 

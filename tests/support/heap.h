@@ -1,6 +1,6 @@
 // The allocator of the tests. Linking with --wrap=malloc,--wrap=calloc,--wrap=realloc,--wrap=free sends every call of
 // the code under test through it: blocks are counted, new ones are filled with 0xA5, and any request can be made to
-// fail. Operator new is not affected: it lives in a shared library.
+// fail. A request for no bytes gets no block, as it may. Operator new is not affected: it lives in a shared library.
 #ifndef TESTS_SUPPORT_HEAP_H
 #define TESTS_SUPPORT_HEAP_H
 

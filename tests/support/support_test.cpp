@@ -106,10 +106,10 @@ TEST_F(Support, TheTransportErrorMustBeSetUp) {
 
 TEST_F(Support, LookupsAnswerFromTheTables) {
   fake.interfaces[0x1000000] = {.type = 4, .name = "port-channel 3", .subtype = 2};
-  uint8_t type = 99;
+  uint8_t type = 0;
   char name[IF_INDEX_NAME_SIZE];
   EXPECT_NE(if_index_get_type(0x2000000, &type), 0);
-  EXPECT_EQ(type, 99);
+  EXPECT_EQ(type, 0);
   EXPECT_EQ(if_index_get_type(0x1000000, &type), 0);
   EXPECT_EQ(type, 4);
   EXPECT_EQ(sprintf_if_index(name, 0x1000000), 14);
@@ -117,6 +117,28 @@ TEST_F(Support, LookupsAnswerFromTheTables) {
   EXPECT_STREQ(syserr2str(0x40340015), "status 0x40340015");
   EXPECT_EQ(fake.calls("if_index"), "if_index_get_type(0x2000000)\nif_index_get_type(0x1000000)\n");
 }
+
+TEST_F(Support, AnOutArgumentThatIsNotZeroedFails) {
+  uint8_t type = 1;
+  EXPECT_NONFATAL_FAILURE(if_index_get_type(0x1000000, &type), "not zeroed before if_index_get_type");
+}
+
+TEST_F(Support, AnswersStandInForTheScript) {
+  fake.answers = [](const std::string& line) { return Answer{.result = static_cast<uint32_t>(line.size())}; };
+  fake.expect("brio_execute_script_file").returns(5);
+  EXPECT_EQ(brio_execute_script_file("f"), 5);
+  EXPECT_EQ(brio_execute_script_file("f"), 29);
+}
+
+TEST_F(Support, TheResultOfACloseIsSetUp) {
+  fake.close_result = -1;
+  const int copy = dup(STDERR_FILENO);
+  EXPECT_EQ(close(copy), -1);
+  fake.close_result = 0;
+  EXPECT_EQ(close(copy), -1) << "is closed already";
+}
+
+TEST_F(Support, ARequestForNoBytesGetsNoBlock) { EXPECT_EQ(allocate(0), nullptr); }
 
 TEST_F(Support, InterfaceOrderIsItsOwnInverseAndNoPlainSwap) {
   EXPECT_EQ(ntoh_if_index(hton_if_index(0x01020304)), 0x01020304u);
