@@ -1,0 +1,245 @@
+#!/usr/bin/env python3
+"""Changes one line of the library at a time and asks the tests whether they notice.
+
+BUILD is a build folder in which span_tests is up to date. Each mutant is compiled alone, without optimisation, linked
+with the objects of the tests and run until a test fails. A mutant of which the optimiser makes the very program that
+it makes of the library is none. Fails when a mutant survives that survivors.txt does not explain, or when less than
+95 % of them are killed.
+"""
+
+import argparse
+import collections
+import concurrent.futures
+import pathlib
+import queue
+import re
+import shlex
+import shutil
+import subprocess
+import sys
+import tempfile
+import time
+
+import mutants
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+LIBRARY = pathlib.Path("feature/span/lib")
+SURVIVORS = pathlib.Path(__file__).with_name("survivors.txt")
+KILL_RATE = 95  # percent
+RUN_SECONDS = 300
+COMPILE_SECONDS = 300
+LIMITS = ["prlimit", "--core=0", "--cpu=20", "--fsize=268435456"]  # a run takes two seconds
+JOBS = 2
+
+KILLED, SURVIVED, EXPLAINED = "killed", "survived", "survived, explained"
+NONE, BROKEN = "the same program", "not compiling"
+
+
+def run(command, seconds, cwd):
+    """Whether a command ends well, in time; and its process id."""
+    quiet = dict(stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    with subprocess.Popen(command, cwd=cwd, **quiet) as process:
+        try:
+            return process.wait(seconds) == 0, process.pid
+        except subprocess.TimeoutExpired:
+            process.kill()
+            return False, process.pid
+
+
+class Build:
+    """How BUILD compiles the library and links the tests."""
+
+    def __init__(self, folder):
+        self.folder = folder
+        ninja = ["ninja", "-C", str(folder), "-t", "commands", "tests/span_tests"]
+        commands = subprocess.run(ninja, check=True, capture_output=True, text=True).stdout.splitlines()
+        self.compilers = {}
+        for command in commands:
+            source = re.search(rf" -c \S+/{LIBRARY}/(\w+)\.cpp$", command)
+            if source:
+                self.compilers[source[1]] = self.flags(command)
+        self.linker = shlex.split(commands[-1].removeprefix(": && ").split(" && ")[0])
+
+    @staticmethod
+    def flags(command):
+        """The compiler with the flags that matter to the program; where to find what is not mutated comes last."""
+        words = [word for word in shlex.split(command) if not word.endswith("ccache")]
+        keep = [word for word in words if re.match(r"-(m|f|std|D)|/|-idirafter", word)]
+        keep = [word for word in keep if not word.endswith(".cpp")]
+        return [keep[0], "-I.", f"-I{LIBRARY}", *keep[1:], f"-I{ROOT}", f"-I{ROOT}/platform", "-w"]
+
+    def compile(self, bench, unit, level):
+        target = bench / f"{unit}{level}.o"
+        command = [*self.compilers[unit], level, "-c", str(LIBRARY / f"{unit}.cpp"), "-o", str(target)]
+        return run(command, COMPILE_SECONDS, bench)[0]
+
+    def units_with(self, path):
+        """The sources that a file of the library is a part of."""
+        return [unit for unit in self.compilers if path in self.parts[unit]]
+
+    def read_parts(self, bench):
+        self.parts = {}
+        for unit, compiler in self.compilers.items():
+            command = [*compiler, "-MM", str(LIBRARY / f"{unit}.cpp")]
+            listed = subprocess.run(command, check=True, capture_output=True, text=True, cwd=bench).stdout.split()
+            self.parts[unit] = {str(pathlib.Path(p).relative_to(LIBRARY)) for p in listed if p.startswith(str(LIBRARY))}
+
+    def link(self, bench, objects):
+        words = []
+        for word in self.linker:
+            unit = re.search(rf"{LIBRARY}/.*/(\w+)\.cpp\.o$", word)
+            words.append(str(objects[unit[1]]) if unit else word)
+        words[words.index("-o") + 1] = str(bench / "span_tests")
+        return run(words, COMPILE_SECONDS, self.folder)[0]
+
+
+class Bench:
+    """A copy of the library to change, and the tests linked with it."""
+
+    def __init__(self, build, folder, original=None):
+        self.build = build
+        self.folder = folder
+        self.original = original or self
+        shutil.copytree(ROOT / LIBRARY, folder / LIBRARY)
+
+    def objects(self, units):
+        return {unit: (self if unit in units else self.original).folder / f"{unit}-O0.o" for unit in self.build.compilers}
+
+    def tests_pass(self):
+        passed, pid = run([*LIMITS, "./span_tests", "--gtest_brief=1", "--gtest_fail_fast"], RUN_SECONDS, self.folder)
+        for left in pathlib.Path("/tmp").glob(f"span_show_internal_all.{pid}*"):
+            shutil.rmtree(left) if left.is_dir() and not left.is_symlink() else left.unlink()
+        return passed
+
+    def is_same_program(self, units):
+        def code(bench, unit):
+            return (bench.folder / f"{unit}-O2.o").read_bytes()
+
+        return all(self.build.compile(self.folder, unit, "-O2") for unit in units) and all(
+            code(self, unit) == code(self.original, unit) for unit in units
+        )
+
+    def judge(self, units):
+        """What becomes of the library as it stands here, of which these sources have changed."""
+        if not all(self.build.compile(self.folder, unit, "-O0") for unit in units):
+            return BROKEN
+        if not self.build.link(self.folder, self.objects(units)):
+            return BROKEN
+        if not self.tests_pass():
+            return KILLED
+        return NONE if self.is_same_program(units) else SURVIVED
+
+    def try_mutant(self, mutant):
+        path = self.folder / LIBRARY / mutant.path
+        text = path.read_text()
+        lines = text.splitlines()
+        lines[mutant.line - 1] = mutant.new
+        path.write_text("\n".join(lines) + "\n")
+        try:
+            return self.judge(self.build.units_with(mutant.path))
+        finally:
+            path.write_text(text)
+
+
+def explanations():
+    """The changes that survivors.txt explains; the reason stands indented below each."""
+    lines = SURVIVORS.read_text().splitlines()
+    return {line for line in lines if line and not line.startswith(("#", " "))}
+
+
+def generate(only):
+    found = []
+    for path in sorted([*(ROOT / LIBRARY).glob("*.cpp"), *(ROOT / LIBRARY).glob("internal/*.h")]):
+        name = str(path.relative_to(ROOT / LIBRARY))
+        if only in name:
+            found += mutants.mutants_of(name, path.read_text())
+    return found
+
+
+def spread(everything, size):
+    """A sample of that size, evenly over all."""
+    size = min(size or len(everything), len(everything))
+    return [everything[i * len(everything) // size] for i in range(size)]
+
+
+class Report:
+    def __init__(self, total):
+        self.total = total
+        self.counts = collections.Counter()
+        self.start = time.monotonic()
+
+    def add(self, mutant, outcome):
+        self.counts[outcome] += 1
+        if outcome == SURVIVED:
+            print(f"{LIBRARY}/{mutant.path}:{mutant.line}\n- {mutant.old.strip()}\n+ {mutant.new.strip()}\n", flush=True)
+        done = sum(self.counts.values())
+        if sys.stderr.isatty() or done % 25 == 0 or done == self.total:
+            state = ", ".join(f"{count} {name}" for name, count in sorted(self.counts.items()))
+            end = "\r" if sys.stderr.isatty() and done < self.total else "\n"
+            print(f"mutation: {done} of {self.total}: {state}", end=end, file=sys.stderr, flush=True)
+
+    def passes(self):
+        judged = self.counts[KILLED] + self.counts[SURVIVED] + self.counts[EXPLAINED]
+        print(f"mutants that compile and are other programs: {judged}")
+        for name in (KILLED, EXPLAINED, SURVIVED):
+            print(f"  {name}: {self.counts[name]} ({100 * self.counts[name] / max(judged, 1):.1f} %)")
+        print(f"not counted: {self.counts[BROKEN]} {BROKEN}, {self.counts[NONE]} {NONE}")
+        print(f"time: {time.monotonic() - self.start:.0f} s")
+        return judged > 0 and self.counts[SURVIVED] == 0 and 100 * self.counts[KILLED] >= KILL_RATE * judged
+
+
+def prepare(build, scratch):
+    """The library as it is, and a bench for each job. Ends when the tests fail by themselves."""
+    original = Bench(build, scratch / "original")
+    build.read_parts(original.folder)
+    units = list(build.compilers)
+    ready = all(build.compile(original.folder, unit, level) for unit in units for level in ("-O0", "-O2"))
+    if not (len(units) == 3 and ready and build.link(original.folder, original.objects(units)) and original.tests_pass()):
+        sys.exit("mutation: the tests fail without a mutant, too")
+    benches = queue.SimpleQueue()
+    for job in range(JOBS):
+        benches.put(Bench(build, scratch / f"job{job}", original))
+    return benches
+
+
+def try_all(chosen, benches):
+    explained = explanations()
+    report = Report(len(chosen))
+
+    def judge(mutant):
+        bench = benches.get()
+        try:
+            return bench.try_mutant(mutant)
+        finally:
+            benches.put(bench)
+
+    with concurrent.futures.ThreadPoolExecutor(JOBS) as pool:
+        running = {pool.submit(judge, mutant): mutant for mutant in chosen}
+        for done in concurrent.futures.as_completed(running):
+            outcome = done.result()
+            if outcome == SURVIVED and running[done].change() in explained:
+                outcome = EXPLAINED
+            report.add(running[done], outcome)
+    return report
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("build", type=pathlib.Path, help="build folder with span_tests")
+    parser.add_argument("--sample", type=int, metavar="N", help="try N mutants, evenly spread, not all")
+    parser.add_argument("--only", default="", metavar="TEXT", help="files with TEXT in their name")
+    options = parser.parse_args()
+
+    everything = generate(options.only)
+    stale = explanations() - {mutant.change() for mutant in generate("")}
+    if stale:
+        sys.exit("mutation: explained, but no mutant:\n" + "\n".join(sorted(stale)))
+    chosen = spread(everything, options.sample)
+    print(f"mutation: {len(chosen)} of {len(everything)} mutants", file=sys.stderr)
+    with tempfile.TemporaryDirectory() as scratch:
+        benches = prepare(Build(options.build.resolve()), pathlib.Path(scratch))
+        report = try_all(chosen, benches)
+    sys.exit(0 if report.passes() else 1)
+
+
+main()
