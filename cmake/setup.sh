@@ -43,6 +43,7 @@ test_packages=(
   shellcheck shellcheck
   smitools smilint
   valgrind valgrind
+  python3 python3
 )
 
 # need PACKAGE PROOF ...: installs the packages whose proof is missing, or names them and ends.

@@ -4,10 +4,7 @@ source "$(dirname "$0")/common.sh"
 
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
-mkdir -p "$scratch/tests" "$scratch/feature/span"
-cp -R tests/build "$scratch/tests"
-cp -R platform "$scratch"
-cp -R "$headers" "$scratch/feature/span"
+cp -R feature platform host tests bench "$scratch"
 good=$scratch/good.so
 bad=$scratch/bad.so
 
@@ -38,15 +35,26 @@ wrong_link() {
 
 # wrong_file CHECK FILE SED-SCRIPT: the tree with this change fails the check.
 wrong_file() {
-  cp "$scratch/$2" "$scratch/kept"
   sed -i "$3" "$scratch/$2"
-  ! cmp -s "$scratch/$2" "$scratch/kept" || fail "'$3' does not change $2"
+  ! cmp -s "$scratch/$2" "$2" || fail "'$3' does not change $2"
   ! check "$1" "$good" || fail "the check '$1' accepts $2 after '$3'"
-  cp "$scratch/kept" "$scratch/$2"
+  cp "$2" "$scratch/$2"
+}
+
+# wrong_abi SED-SCRIPT FILE...: the library with this change compiles and has another ABI.
+wrong_abi() {
+  local file
+  for file in "${@:2}"; do sed -i "$1" "$scratch/$headers/$file"; done
+  "$scratch/tests/abi/describe.sh" "${compiler[@]}" >/dev/null || fail "'$1' does not compile"
+  ! check abi "$good" || fail "the check 'abi' accepts '$1'"
+  for file in "${@:2}"; do cp "$headers/$file" "$scratch/$headers"; done
 }
 
 right_source | build "$good"
-for name in exports undefined loading header sources; do
+checks=(exports undefined loading header sources)
+described() { [ -e "tests/abi/$("${compiler[@]}" -print-multiarch).abi" ]; }
+if described; then checks+=(arrows abi); fi
+for name in "${checks[@]}"; do
   check "$name" "$good" || fail "the check '$name' refuses what is right"
 done
 
@@ -69,3 +77,17 @@ wrong_file undefined platform/if_index.h '/ntoh_if_index/d'
 wrong_file header "$headers/libspan.h" 's/^#include <stdint.h>/&\ninline bool span_flag = false;/'
 wrong_file header platform/vex.h 's/^#include <stdint.h>//'
 wrong_file sources "$headers/span_msg.cpp" '1i #include "generated.h"'
+
+# What is the same for every compiler is made to fail once, for the one whose ABI is described.
+described || exit 0
+wrong_file arrows host/manager/manager.cpp '1i #include "host/shell/session.h"'
+wrong_file arrows tests/support/messages.cpp '1i #include <internal/wire.h>'
+wrong_file arrows "$headers/internal/heap.h" '1i #include "platform/vex.h"'
+wrong_file arrows "$headers/span_cli.cpp" '/^#include "libspan.h"/a void stray() { span_snmp_set_tarn(1); }'
+wrong_file arrows host/rows/span_rows.cpp '1i // span_cli_print_session_id'
+wrong_file arrows tests/build/arrows.txt '/^include host\/shell /d'
+
+wrong_abi 's/^\(uint32_t span_cli_print_session_id(.*\))/\1, int more)/' libspan.h span_cli.cpp
+wrong_abi 's/^\(uint32_t span_cli_print_session_id(const\) span_cli_parms_t/\1 void/' libspan.h span_cli.cpp
+wrong_abi 's/^  uint8_t reserved1\[81\];/  uint8_t reserved0;\n  uint8_t reserved1[80];/' libspan.h
+wrong_abi '/ span_print_time;/d' libspan.map
