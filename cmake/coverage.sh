@@ -25,13 +25,18 @@ quietly() {
   }
 }
 
-# What was measured before would be added to what is measured now.
-forget() { find "$root/build/$1" -name '*.gcda' -delete; }
+# What was measured before would be added to what is measured now. The files for the counts are made here, so that
+# tests may run programs as other users.
+forget() {
+  find "$root/build/$1" -name '*.gcda' -delete
+  find "$root/build/$1" -name '*.gcno' | sed 's/gcno$/gcda/' | (umask 0 && xargs -d '\n' touch)
+}
 
 # gcov_table PRESET FOLDER: a line "FILE LINES REACHED BRANCHES REACHED" for each file of a folder, built with a preset.
 gcov_table() {
   rm -rf "${report:?}/$1"
   mkdir -p "$report/$1"
+  find "$root/build/$1" -name '*.gcda' -empty -delete
   quietly gcovr -r "$root" -f "$root/$2/" "$root/build/$1/${2%%/*}" --csv "$report/$1.csv" \
     --html-details "$report/$1/index.html"
   awk -F, 'NR > 1 { print $1, $2, $3, $5, $6 }' "$report/$1.csv"
