@@ -84,11 +84,18 @@ class Build:
             listed = subprocess.run(command, check=True, capture_output=True, text=True, cwd=bench).stdout.split()
             self.parts[unit] = {str(pathlib.Path(p).relative_to(LIBRARY)) for p in listed if p.startswith(str(LIBRARY))}
 
-    def link(self, bench, objects):
+    def link(self, bench, objects, changed):
+        """Tests run in the order of their objects: those of the changed sources come first."""
+        rooms = [f"/{unit.removeprefix('span_')}/" for unit in changed]
+        tests = [word for word in self.linker if "/span_tests.dir/" in word]
+        tests.sort(key=lambda word: not any(room in word for room in rooms))
         words = []
         for word in self.linker:
             unit = re.search(rf"{LIBRARY}/.*/(\w+)\.cpp\.o$", word)
-            words.append(str(objects[unit[1]]) if unit else word)
+            if "/span_tests.dir/" in word:
+                words.append(tests.pop(0))
+            else:
+                words.append(str(objects[unit[1]]) if unit else word)
         words[words.index("-o") + 1] = str(bench / "span_tests")
         return run(words, COMPILE_SECONDS, self.folder)[0]
 
@@ -123,7 +130,7 @@ class Bench:
         """What becomes of the library as it stands here, of which these sources have changed."""
         if not all(self.build.compile(self.folder, unit, "-O0") for unit in units):
             return BROKEN
-        if not self.build.link(self.folder, self.objects(units)):
+        if not self.build.link(self.folder, self.objects(units), units):
             return BROKEN
         if not self.tests_pass():
             return KILLED
@@ -194,7 +201,7 @@ def prepare(build, scratch):
     build.read_parts(original.folder)
     units = list(build.compilers)
     ready = all(build.compile(original.folder, unit, level) for unit in units for level in ("-O0", "-O2"))
-    if not (len(units) == 3 and ready and build.link(original.folder, original.objects(units)) and original.tests_pass()):
+    if not (len(units) == 3 and ready and build.link(original.folder, original.objects(units), []) and original.tests_pass()):
         sys.exit("mutation: the tests fail without a mutant, too")
     benches = queue.SimpleQueue()
     for job in range(JOBS):
