@@ -103,11 +103,16 @@ uint32_t modify(oid table, uint32_t session, uint32_t operation, const VsanBits&
   });
 }
 
-// What goes makes room for what comes: a session may have so many VSANs.
+// Of source VSANs, what goes makes room for what comes: a session may have so many. A filter must not be empty between
+// the two, since then the session would mirror everything.
 uint32_t replace_vsans(oid table, uint32_t session, const VsanBits& before, const VsanBits& vsans) {
-  const VsanOperations& operations = table == kSourceVsanTable ? kSourceVsans : kFilterVsans;
-  const uint32_t status = modify(table, session, operations.remove, without(before, vsans));
-  return status != SPAN_OK ? status : modify(table, session, operations.add, without(vsans, before));
+  const bool sources = table == kSourceVsanTable;
+  const VsanOperations& operations = sources ? kSourceVsans : kFilterVsans;
+  const auto add = [&] { return modify(table, session, operations.add, without(vsans, before)); };
+  const auto remove = [&] { return modify(table, session, operations.remove, without(before, vsans)); };
+  const uint32_t status = sources ? remove() : add();
+  if (status != SPAN_OK) return status;
+  return sources ? add() : remove();
 }
 
 // Whatever the set is now.

@@ -164,6 +164,16 @@ TEST_F(SetRequest, PutsVsansInThePlaceOfThoseBefore) {
   }
 }
 
+TEST_F(SetRequest, NeverLiftsAFilterToChangeIt) {
+  const manager::Vsans& filter = session(3).filter;
+  ASSERT_EQ(set({row_status(3, kCreate), vsans(agent::kVsanFilterTable, 3, 1, "\x40")}), SNMP_ERR_NOERROR);
+  bool lifted = false;
+  agent_test::watch_link().before_exchange = [&] { lifted = lifted || filter.none(); };
+  EXPECT_EQ(set({vsans(agent::kVsanFilterTable, 3, 1, "\x20")}), SNMP_ERR_NOERROR);
+  EXPECT_TRUE(filter.test(2));
+  EXPECT_FALSE(lifted);
+}
+
 TEST_F(SetRequest, SetsTheThreshold) {
   EXPECT_EQ(set({threshold(77)}), SNMP_ERR_NOERROR);
   EXPECT_EQ(host::configuration().threshold, 77u);

@@ -87,9 +87,11 @@ class WatchedLink : public host::Link {
   size_t receives = 0;
   std::vector<uint32_t> addresses;  // that messages were sent to
   size_t last_exchange = SIZE_MAX;  // those behind it fail
+  std::function<void()> before_exchange = [] {};
   std::function<void(std::vector<uint8_t>& response)> on_threshold = [](auto&) {};
 
   int exchange(const host::ManagerRequest& request, manager::Reply& reply) override {
+    before_exchange();
     if (++exchanges > last_exchange) return ECONNRESET;
     const int error = link_->exchange(request, reply);
     if (request.opcode == kThresholdOpcode) on_threshold(reply.response);
