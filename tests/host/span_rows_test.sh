@@ -1,32 +1,26 @@
 #!/bin/bash
 # The SNMP tables as a program shows them: span_rows_test.sh SPAN-ROWS. One line for each check; fails when one of them
 # does.
-set -uo pipefail
-export LC_ALL=C
+# shellcheck source=tests/support/checks.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../support/checks.sh"
 
 rows=$(realpath "$1")
 [ -x "$rows" ] || { echo "usage: $0 SPAN-ROWS" >&2 && exit 2; }
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-failed=0
 
 # check NAME STATUS OUTPUT ERRORS ARGUMENT...: runs span-rows. ERRORS is a pattern.
 check() {
-  local name=$1 status=$2 output=$3 errors=$4
+  local name=$1 status=$2 output=$3 errors=$4 ok=no
   shift 4
   timeout 10 "$rows" "$@" >"$work/out" 2>"$work/err"
   local got=$? out err
   out=$(<"$work/out")
   err=$(<"$work/err")
   # shellcheck disable=SC2053
-  if [ $got = "$status" ] && [ "$out" = "$output" ] && [[ $err == $errors ]]; then
-    echo "ok      $name"
-  else
-    echo "FAILED  $name"
-    printf '        %s\n' "status $got" "output $out" "errors $err"
-    failed=$((failed + 1))
-  fi
+  [ $got = "$status" ] && [ "$out" = "$output" ] && [[ $err == $errors ]] && ok=yes
+  verdict "$name" $ok "status $got" "output $out" "errors $err"
 }
 
 cat >"$work/startup" <<'END'
@@ -96,23 +90,11 @@ span-rows: $work/wrong:4: source vsan 500: Following vsans are not allowed as a 
   --startup "$work/wrong" --table drop-threshold
 
 "$rows" >/dev/full 2>"$work/err"
-got=$?
-if [ $got = 2 ] && [ "$(<"$work/err")" = 'span-rows: standard output: No space left on device' ]; then
-  echo 'ok      full standard output'
-else
-  echo "FAILED  full standard output"
-  echo "        status $got errors $(<"$work/err")"
-  failed=$((failed + 1))
-fi
+got="status $? errors $(<"$work/err")"
+verdict 'full standard output' \
+  "$(yes_when [ "$got" = 'status 2 errors span-rows: standard output: No space left on device' ])" "$got"
 
 stale=$("$root/docs/update.sh" --check "$(dirname "$rows")/spansh" "$root/docs/span-rows.md" 2>&1) && stale=
-if [ -z "$stale" ]; then
-  echo 'ok      the page shows real output'
-else
-  echo "FAILED  the page shows real output"
-  echo "        $stale"
-  failed=$((failed + 1))
-fi
+verdict 'the page shows real output' "$(yes_when [ -z "$stale" ])" "$stale"
 
-echo "$failed checks failed"
-[ $failed = 0 ]
+all_passed

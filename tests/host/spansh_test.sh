@@ -1,25 +1,14 @@
 #!/bin/bash
 # The operator's shell as a program: spansh_test.sh SPANSH. One line for each check; fails when one of them does.
-set -uo pipefail
-export LC_ALL=C TERM=vt100
+# shellcheck source=tests/support/checks.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../support/checks.sh"
+export TERM=vt100
 
 spansh=$(realpath "$1")
 [ -x "$spansh" ] || { echo "usage: $0 SPANSH" >&2 && exit 2; }
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-failed=0
-
-# verdict NAME OK DETAIL...
-verdict() {
-  if [ "$2" = yes ]; then
-    echo "ok      $1"
-  else
-    echo "FAILED  $1"
-    printf '        %s\n' "${@:3}"
-    failed=$((failed + 1))
-  fi
-}
 
 # check NAME STATUS OUTPUT ERRORS ARGUMENT...: runs spansh. OUTPUT and ERRORS are patterns of the whole text.
 check() {
@@ -231,5 +220,4 @@ status=$?
 verdict 'terminal: Ctrl-D leaves' "$([ $status = 0 ] && echo yes)" "status $status"
 exec 3>&-
 
-echo "$failed checks failed"
-[ $failed = 0 ]
+all_passed

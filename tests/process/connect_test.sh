@@ -1,15 +1,15 @@
 #!/bin/bash
 # Shells at a switch of processes, which come and go: connect_test.sh PROGRAMS. One line for each check; fails when one
 # of them does.
-set -uo pipefail
-export LC_ALL=C TERM=vt100
+# shellcheck source=tests/support/checks.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../support/checks.sh"
+export TERM=vt100
 
 programs=$(realpath "$1")
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 work=$(mktemp -d)
 export SPAN_RUN_DIR=$work/run
 unset SPAN_CONNECT XDG_RUNTIME_DIR
-failed=0
 manager='' cards='' shell=''
 
 # end PROCESS: whatever state it is in.
@@ -27,27 +27,6 @@ finish() {
 }
 trap finish EXIT
 trap '' PIPE # a shell that ended takes no more lines
-
-# verdict NAME OK DETAIL...
-verdict() {
-  if [ "$2" = yes ]; then
-    echo "ok      $1"
-  else
-    echo "FAILED  $1"
-    printf '        %s\n' "${@:3}"
-    failed=$((failed + 1))
-  fi
-}
-
-# within SECONDS COMMAND...: tries until it succeeds.
-within() {
-  local end=$((SECONDS + $1))
-  shift
-  until "$@"; do
-    [ $SECONDS -lt $end ] || return 1
-    sleep 0.05
-  done
-}
 
 milliseconds() { echo $(($(date +%s%N) / 1000000)); }
 
@@ -315,5 +294,4 @@ check 'nor a running configuration' 1 '' "spansh: $standby" "$work/run/standby.s
 "$programs/spand" --run-dir "$work/run" --take-over
 check 'until it is told to take over' 0 '*Session 5 *' '' -c 'show span session 5'
 
-echo "$failed checks failed"
-[ $failed = 0 ]
+all_passed

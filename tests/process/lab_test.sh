@@ -1,14 +1,13 @@
 #!/bin/bash
 # The lab as a user meets it: lab_test.sh PROGRAMS. One line for each check; fails when one of them does.
-set -uo pipefail
-export LC_ALL=C
+# shellcheck source=tests/support/checks.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../support/checks.sh"
 
 programs=$(realpath "$1")
 lab=$(realpath "$(dirname "${BASH_SOURCE[0]}")/../../host/lab/lab.sh")
 work=$(mktemp -d)
 export TMPDIR=$work
 unset XDG_RUNTIME_DIR SPAN_RUN_DIR SPAN_CONNECT
-failed=0
 script=
 
 finish() {
@@ -16,30 +15,6 @@ finish() {
   rm -rf "$work"
 }
 trap finish EXIT
-
-# verdict NAME OK DETAIL...
-verdict() {
-  if [ "$2" = yes ]; then
-    echo "ok      $1"
-  else
-    echo "FAILED  $1"
-    printf '        %s\n' "${@:3}"
-    failed=$((failed + 1))
-  fi
-}
-
-# yes_when COMMAND...: in a shell of its own.
-yes_when() { "$@" && echo yes || echo no; }
-
-# within SECONDS COMMAND...: tries until it succeeds.
-within() {
-  local end=$((SECONDS + $1))
-  shift
-  until "$@"; do
-    [ $SECONDS -lt $end ] || return 1
-    sleep 0.1
-  done
-}
 
 # What runs in a lab has its directory among its arguments.
 processes() { pgrep -f "$work/span-lab" | grep -vx "${script:-none}"; }
@@ -126,4 +101,4 @@ close_lab
 verdict "keeps the directory when asked" "$(yes_when grep -qs . "$work"/span-lab.*/spand.log)"
 rm -rf "$work"/span-lab*
 
-[ $failed -eq 0 ] || { echo "$failed checks failed" && exit 1; }
+all_passed

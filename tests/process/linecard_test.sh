@@ -1,15 +1,14 @@
 #!/bin/bash
 # Line cards as processes, beside the SPAN manager: linecard_test.sh PROGRAMS. One line for each check; fails when one of
 # them does.
-set -uo pipefail
-export LC_ALL=C
+# shellcheck source=tests/support/checks.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../support/checks.sh"
 
 programs=$(realpath "$1")
 work=$(mktemp -d)
 run=$work/run
 unset XDG_RUNTIME_DIR SPAN_CONNECT
 export SPAN_RUN_DIR=$run
-failed=0
 declare -A pids=()
 
 # shellcheck disable=SC2317
@@ -21,30 +20,6 @@ finish() {
   rm -rf "$work"
 }
 trap finish EXIT
-
-# verdict NAME OK DETAIL...
-verdict() {
-  if [ "$2" = yes ]; then
-    echo "ok      $1"
-  else
-    echo "FAILED  $1"
-    printf '        %s\n' "${@:3}"
-    failed=$((failed + 1))
-  fi
-}
-
-# yes_when COMMAND...
-yes_when() { "$@" && echo yes || echo no; }
-
-# within SECONDS COMMAND...: tries until it succeeds.
-within() {
-  local end=$((SECONDS + $1))
-  shift
-  until "$@"; do
-    [ $SECONDS -lt $end ] || return 1
-    sleep 0.02
-  done
-}
 
 # ---- Processes -------------------------------------------------------------------------------------------------------
 
@@ -321,4 +296,4 @@ start_cards cards --module 1
 refused "a switch without its manager" 3 '*/node-102.sock: this is not the active SPAN manager' \
   --connect "$run/node-102.sock"
 
-[ $failed -eq 0 ] || { echo "$failed checks failed" && exit 1; }
+all_passed

@@ -141,4 +141,4 @@ needed 40 serves_again "$before"
 brings "what changed while snmpd was away is told when it is back" "$(active 1)"
 
 same "the agent has printed nothing of its own" "" "$(grep -v '^span-agent: ' "$work/agent.log")"
-done_when_all_passed
+all_passed

@@ -131,4 +131,4 @@ same "capabilities are told all the same" "$walked" "$(snmp walk "$capabilities"
 start_manager
 verdict "the rows are back with it" "$(yes_when within 10 tells "$expected")" "$(rows 4)"
 
-done_when_all_passed
+all_passed

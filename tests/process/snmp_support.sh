@@ -1,8 +1,8 @@
 # The switch as processes with its SNMP agent, a snmpd and a receiver of notifications, for the tests of what they tell.
 # Sourced with the folder of the programs as the only argument. All is private and goes at the end.
 # shellcheck shell=bash disable=SC2034
-set -uo pipefail
-export LC_ALL=C
+# shellcheck source=tests/support/checks.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../support/checks.sh"
 PATH=$PATH:/usr/sbin:/sbin
 
 programs=$(realpath "$1")
@@ -10,7 +10,6 @@ work=$(mktemp -d)
 export SPAN_RUN_DIR=$work/run SNMP_PERSISTENT_DIR=$work/snmp SNMPCONFPATH=$work/snmp
 mkdir "$SNMP_PERSISTENT_DIR"
 unset SPAN_CONNECT XDG_RUNTIME_DIR MIBS
-failed=0
 agent_options=()
 declare -A pids=()
 
@@ -31,32 +30,8 @@ finish() {
 }
 trap finish EXIT
 
-# verdict NAME OK DETAIL...
-verdict() {
-  if [ "$2" = yes ]; then
-    echo "ok      $1"
-  else
-    echo "FAILED  $1"
-    printf '        %s\n' "${@:3}"
-    failed=$((failed + 1))
-  fi
-}
-
-# yes_when COMMAND...
-yes_when() { "$@" >/dev/null 2>&1 && echo yes || echo no; }
-
 # same NAME EXPECTED GOT
 same() { verdict "$1" "$(yes_when [ "$2" = "$3" ])" "expected:" "$2" "got:" "$3"; }
-
-# within SECONDS COMMAND...: tries until it succeeds.
-within() {
-  local end=$((SECONDS + $1))
-  shift
-  until "$@"; do
-    [ $SECONDS -lt $end ] || return 1
-    sleep 0.05
-  done
-}
 
 # ---- The processes ---------------------------------------------------------------------------------------------------
 
@@ -140,6 +115,3 @@ snmp() {
 snmp_set() { MIBS='' timeout 60 snmpset -v2c -c private -t 8 -r 0 -On "127.0.0.1:$snmp_port" "$@" 2>&1; }
 
 fc() { echo $((0x01000000 + $1 * 65536 + $2)); }
-
-# done_when_all_passed: the last line of a test.
-done_when_all_passed() { [ $failed -eq 0 ] || { echo "$failed checks failed" && exit 1; }; }

@@ -1,7 +1,7 @@
 # Shared by the checks of the SPAN manager's daemon. Each is called as CHECK PROGRAMS.
 # shellcheck shell=bash
-set -uo pipefail
-export LC_ALL=C
+# shellcheck source=tests/support/checks.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../support/checks.sh"
 
 programs=$(realpath "$1")
 spand=$programs/spand
@@ -12,7 +12,6 @@ if ! [ -x "$spand" ] || ! [ -x "$ask" ]; then
 fi
 work=$(mktemp -d)
 pids=()
-failed=0
 
 # shellcheck disable=SC2317
 clean_up() {
@@ -20,19 +19,6 @@ clean_up() {
   rm -rf "$work"
 }
 trap clean_up EXIT
-
-# verdict NAME OK DETAIL...
-verdict() {
-  if [ "$2" = yes ]; then
-    echo "ok      $1"
-  else
-    echo "FAILED  $1"
-    printf '        %s\n' "${@:3}"
-    failed=$((failed + 1))
-  fi
-}
-
-yes_when() { "$@" && echo yes; }
 
 # expect NAME STATUS OUTPUT COMMAND...: runs it. OUTPUT is a pattern of all that it says.
 expect() {
@@ -43,16 +29,6 @@ expect() {
   # shellcheck disable=SC2053
   [ $status = "$2" ] && [[ $output == $3 ]] && ok=yes
   verdict "$1" $ok "status $status" "$output"
-}
-
-# within SECONDS COMMAND...: until it succeeds.
-within() {
-  local end=$((SECONDS + $1))
-  shift
-  until "$@" >/dev/null 2>&1; do
-    [ $SECONDS -lt $end ] || return 1
-    sleep 0.05
-  done
 }
 
 # start LOG COMMAND...: a daemon; waits until it says that it is there. Its process is $pid.
@@ -72,5 +48,3 @@ expect_end() {
   within 10 has_ended "$2" && wait "$2" && status=$?
   verdict "$1" "$(yes_when [ "$status" = 0 ])"
 }
-
-finish() { [ $failed -eq 0 ] || { echo "$failed checks failed" && exit 1; }; }

@@ -52,4 +52,4 @@ expect_end "ends when asked to" "$second"
 verdict "and takes its socket away" "$(yes_when [ ! -e "$manager" ])"
 expect "so that the other one can take over" 0 '' "$spand" --take-over "${here[@]}"
 expect "with all changes" 0 '*session is configured' "$ask" "$manager" query 6
-finish
+all_passed
