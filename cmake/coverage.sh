@@ -55,6 +55,7 @@ condition_table() {
 
 measure_library() {
   say "coverage of the library: building and running"
+  build target32 span_tests
   build coverage32 span_tests
   build mcdc32 span_tests
   forget coverage32
