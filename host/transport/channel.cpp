@@ -144,7 +144,9 @@ int Channel::Line::wait(int socket, short events, const Deadline& deadline) cons
   }
 }
 
+// What fails at once does not wait, and would not see an interrupt.
 int Channel::Line::connect(const Deadline& deadline) try {
+  if (wait(kNoSocket, 0, Deadline(Milliseconds(0))) == EINTR) return EINTR;
   socket_ = new_socket();
   const auto address = socket_address(path_);
   if (!address) return ENAMETOOLONG;

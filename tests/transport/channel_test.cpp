@@ -204,6 +204,18 @@ TEST_F(ChannelTest, IsInterruptedUntilTheInterruptIsCleared) {
   EXPECT_EQ(serving_.received(), 2);
 }
 
+// Whatever connecting would have failed with.
+TEST_F(ChannelTest, IsInterruptedWhereNobodyServes) {
+  Channel channel(folder_ / "nobody", "test", &interrupt_);
+  Welcome welcome;
+  EXPECT_EQ(channel.welcome(welcome, kPatience), ENOENT);
+  interrupt_.raise();
+  EXPECT_EQ(channel.welcome(welcome, kPatience), EINTR);
+  EXPECT_EQ(channel.call(Type::kSend, {}, answer_, kPatience), EINTR);
+  interrupt_.clear();
+  EXPECT_EQ(channel.welcome(welcome, kPatience), ENOENT);
+}
+
 TEST_F(ChannelTest, ReceivesAfterAnInterrupt) {
   uint32_t id = 0;
   ASSERT_EQ(channel_.send(Type::kSend, {4}, id, kPatience), 0);
