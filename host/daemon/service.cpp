@@ -20,6 +20,8 @@ using transport::Peer;
 using transport::Responder;
 using transport::Type;
 
+constexpr char kIsStandby[] = "SPAN manager is a stateless standby";
+
 // Nothing that a client says is worth an end of the daemon.
 struct Malformed : std::runtime_error {
   Malformed() : std::runtime_error("malformed message") {}
@@ -30,6 +32,10 @@ T decoded(const Message& message) {
   auto body = transport::decode<T>(message.body);
   if (!body) throw Malformed();
   return *std::move(body);
+}
+
+void check_empty(const Message& message) {
+  if (!message.body.empty()) throw Malformed();
 }
 
 void fail(const Responder& answer, int error, const std::string& text) {
@@ -96,11 +102,11 @@ void Service::dispatch(const Peer& peer, const Message& message, const Responder
     case Type::kDump:
       return dump(message, answer);
     case Type::kTakeOver:
-      return take_over(peer, answer);
+      return take_over(peer, message, answer);
     case Type::kRoles:
+      return roles(message, answer);
     case Type::kWatch:
-      if (!is_active()) return fail(answer, EAGAIN, "SPAN manager is a stateless standby");
-      return message.type == Type::kRoles ? roles(answer) : watch(message, answer);
+      return watch(message, answer);
     default:
       return fail(answer, EOPNOTSUPP, "no message for a SPAN manager");
   }
@@ -154,17 +160,21 @@ void Service::dump(const Message& message, const Responder& answer) const {
   answer(Type::kDumped, encode(transport::Dumped{dump.status, dump.text}));
 }
 
-void Service::roles(const Responder& answer) const {
+void Service::roles(const Message& message, const Responder& answer) const {
+  check_empty(message);
+  if (!is_active()) return fail(answer, EAGAIN, kIsStandby);
   answer(Type::kRoleList, encode(roles_of(active_->manager.config())));
 }
 
 void Service::watch(const Message& message, const Responder& answer) {
   const auto asked = decoded<transport::Watch>(message);
+  if (!is_active()) return fail(answer, EAGAIN, kIsStandby);
   watchers_.add(asked.generation, answer, std::chrono::steady_clock::now());
 }
 
 // The one that is active already has nothing to do.
-void Service::take_over(const Peer& peer, const Responder& answer) {
+void Service::take_over(const Peer& peer, const Message& message, const Responder& answer) {
+  check_empty(message);
   if (!access_.may_change(peer)) {
     AuditLine line = line_of(peer);
     line.what = "take over";

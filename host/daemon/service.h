@@ -45,9 +45,9 @@ class Service {
   void dispatch(const transport::Peer& peer, const transport::Message& message, const transport::Responder& answer);
   void request(const transport::Peer& peer, const transport::Message& message, const transport::Responder& answer);
   void dump(const transport::Message& message, const transport::Responder& answer) const;
-  void roles(const transport::Responder& answer) const;
+  void roles(const transport::Message& message, const transport::Responder& answer) const;
   void watch(const transport::Message& message, const transport::Responder& answer);
-  void take_over(const transport::Peer& peer, const transport::Responder& answer);
+  void take_over(const transport::Peer& peer, const transport::Message& message, const transport::Responder& answer);
 
   manager::Reply change(AuditLine line, const transport::Request& request);
   manager::Reply refuse(AuditLine line);

@@ -185,7 +185,7 @@ TEST_F(ServiceTest, RolesNameModesAndDestinations) {
 }
 
 TEST_F(ServiceTest, WhatIsMalformedOrForOthersFails) {
-  for (const Type type : {Type::kRequest, Type::kDump, Type::kWatch}) {
+  for (const Type type : {Type::kRequest, Type::kDump, Type::kWatch, Type::kRoles, Type::kTakeOver}) {
     EXPECT_EQ(failure(say(service_, kRoot, type, {1, 2, 3})).error, uint32_t{EPROTO});
   }
   EXPECT_EQ(failure(say(service_, kRoot, Type::kSend, {})).error, uint32_t{EOPNOTSUPP});
@@ -320,6 +320,11 @@ TEST_F(StandbyTest, EverythingElseIsRefused) {
 
 TEST_F(StandbyTest, StrangerCannotMakeItTakeOver) {
   EXPECT_EQ(take_over(kStranger).status, manager::kNotPermitted);
+  EXPECT_FALSE(service_.is_active());
+}
+
+TEST_F(StandbyTest, TakesNoOrderWithABody) {
+  EXPECT_EQ(failure(say(service_, kRoot, Type::kTakeOver, {0})).error, uint32_t{EPROTO});
   EXPECT_FALSE(service_.is_active());
 }
 
