@@ -4,14 +4,22 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <stdexcept>
+#include <string>
+
+#include "host/daemon/say.h"
 
 namespace spand {
 namespace {
+
+constexpr mode_t kOthers = S_IRWXG | S_IRWXO;
+constexpr mode_t kPermissions = 07777;
 
 [[noreturn]] void refuse(const std::string& path, const std::string& why) {
   throw std::runtime_error(path + ": " + why);
@@ -45,6 +53,25 @@ struct stat facts_of(const std::string& path) {
   return facts;
 }
 
+bool holds_sockets_only(const std::string& path) {
+  std::error_code error;
+  const std::filesystem::directory_iterator files(path, error);
+  const auto is_socket = [&error](const std::filesystem::directory_entry& file) {
+    return file.symlink_status(error).type() == std::filesystem::file_type::socket;
+  };
+  return !error && std::ranges::all_of(files, is_socket);
+}
+
+void tell_when_too_tight(const std::string& path, mode_t mode, mode_t socket_mode) {
+  const bool keeps_group_out = (socket_mode & S_IRWXG) != 0 && (mode & (S_IXGRP | S_IXOTH)) == 0;
+  const bool keeps_others_out = (socket_mode & S_IRWXO) != 0 && (mode & S_IXOTH) == 0;
+  if (!keeps_group_out && !keeps_others_out) return;
+  char text[100];
+  std::snprintf(text, sizeof text, ": its mode %04o keeps out some of those for whom the socket has the mode %04o",
+                mode & kPermissions, socket_mode);
+  say(path + text);
+}
+
 }  // namespace
 
 std::string default_state_directory() {
@@ -61,18 +88,21 @@ void prepare_state_directory(const std::string& path) {
   if ((facts.st_mode & (S_IWGRP | S_IWOTH)) != 0) refuse(path, "others may write there; it needs the mode 0700");
 }
 
+// Only an own one is given another mode, and only when nothing but sockets, which have modes of their own, would become
+// reachable. The group comes before the mode: one that was left with that of mkdir() has not got it yet.
 void prepare_run_directory(const std::string& path, mode_t socket_mode, gid_t group) {
-  if (create(path, 0700)) {
-    const bool for_all = (socket_mode & S_IRWXO) != 0;
+  create(path, S_IRWXU);
+  struct stat facts = facts_of(path);
+  const bool own = facts.st_uid == geteuid();
+  if (!own && facts.st_uid != 0) refuse(path, "belongs to another user, uid " + std::to_string(facts.st_uid));
+  if ((facts.st_mode & S_IWOTH) != 0) refuse(path, "everybody may write there");
+  if (own && holds_sockets_only(path)) {
     // Not every user can give it to the group; what is not reachable then is told when the socket is made.
-    static_cast<void>(chown(path.c_str(), static_cast<uid_t>(-1), group) != 0);
-    if (chmod(path.c_str(), for_all ? 0755 : 0750) != 0) refuse(path, std::strerror(errno));
-  } else {
-    const struct stat facts = facts_of(path);
-    const bool trusted = facts.st_uid == geteuid() || facts.st_uid == 0;
-    if (!trusted) refuse(path, "belongs to another user, uid " + std::to_string(facts.st_uid));
-    if ((facts.st_mode & S_IWOTH) != 0) refuse(path, "everybody may write there");
+    if ((facts.st_mode & kOthers) == 0) static_cast<void>(chown(path.c_str(), static_cast<uid_t>(-1), group) != 0);
+    facts.st_mode |= (socket_mode & S_IRWXO) != 0 ? 0755 : 0750;
+    if (chmod(path.c_str(), facts.st_mode & kPermissions) != 0) refuse(path, std::strerror(errno));
   }
+  tell_when_too_tight(path, facts.st_mode, socket_mode);
 }
 
 }  // namespace spand

@@ -3,8 +3,11 @@
 
 #include <sys/stat.h>
 
+#include <asio/io_context.hpp>
+
 #include "host/daemon/audit.h"
 #include "host/daemon/directories.h"
+#include "host/transport/server.h"
 #include "tests/daemon/daemon_support.h"
 
 namespace {
@@ -121,6 +124,51 @@ TEST(RunDirectory, HasTheModeThatTheSocketNeeds) {
   EXPECT_EQ(mode_of(base.file("group")), 0750u);
   spand::prepare_run_directory(base.file("all"), 0666, getegid());
   EXPECT_EQ(mode_of(base.file("all")), 0755u);
+}
+
+// What is there is opened further, not closed: others may use it, too.
+TEST(RunDirectory, IsOpenedForMoreWhenItIsThere) {
+  Directory base;
+  const std::string path = base.file("run");
+  spand::prepare_run_directory(path, 0660, getegid());
+  spand::prepare_run_directory(path, 0666, getegid());
+  EXPECT_EQ(mode_of(path), 0755u);
+  spand::prepare_run_directory(path, 0660, getegid());
+  EXPECT_EQ(mode_of(path), 0755u);
+}
+
+// As when spand was killed before it could give it its mode.
+TEST(RunDirectory, IsFinishedWhenItWasLeftHalfMade) {
+  Directory base;
+  ASSERT_EQ(mkdir(base.file("run").c_str(), 0700), 0);
+  const gid_t group = geteuid() == 0 ? 54321 : getegid();
+  spand::prepare_run_directory(base.file("run"), 0660, group);
+  EXPECT_EQ(mode_of(base.file("run")), 0750u);
+  struct stat facts {};
+  ASSERT_EQ(stat(base.file("run").c_str(), &facts), 0);
+  EXPECT_EQ(facts.st_gid, group);
+}
+
+TEST(RunDirectory, IsOpenedWithSocketsInIt) {
+  Directory base;
+  asio::io_context io;
+  const transport::Server server(io, base.file("node-2.sock"), 0600, {}, {});
+  spand::prepare_run_directory(base.path(), 0666, getegid());
+  EXPECT_EQ(mode_of(base.path()), 0755u);
+}
+
+TEST(RunDirectory, KeepsItsModeWithAnythingElseInIt) {
+  Directory base;
+  daemon_test::write(base.file("secret"), "");
+  testing::internal::CaptureStderr();
+  spand::prepare_run_directory(base.path(), 0666, getegid());
+  EXPECT_EQ(
+      testing::internal::GetCapturedStderr(),
+      "spand: " + base.path() + ": its mode 0700 keeps out some of those for whom the socket has the mode 0666\n");
+  EXPECT_EQ(mode_of(base.path()), 0700u);
+  testing::internal::CaptureStderr();
+  spand::prepare_run_directory(base.path(), 0600, getegid());
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST(RunDirectory, IsRefusedWhenEverybodyMayWriteThere) {
