@@ -5,9 +5,9 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <map>
 
+#include "host/transport/tame.h"
 #include "platform/syserr.h"
 
 namespace spand {
@@ -48,20 +48,7 @@ AuditLine own_line(std::string what) {
   return {.uid = geteuid(), .user = user_name(geteuid()), .pid = getpid(), .program = "spand", .what = std::move(what)};
 }
 
-std::string tame(const std::string& text) {
-  std::string tamed;
-  for (const char c : text) {
-    if (tamed.size() >= kMaxText) break;
-    if (c >= ' ' && c <= '~' && c != '\\') {
-      tamed += c;
-    } else {
-      char escaped[8];
-      std::snprintf(escaped, sizeof escaped, "\\x%02x", static_cast<unsigned char>(c));
-      tamed += escaped;
-    }
-  }
-  return tamed.size() > kMaxText ? tamed.substr(0, kMaxText) : tamed;
-}
+std::string tame(const std::string& text) { return transport::tame(text, kMaxText); }
 
 std::string audit_table(const std::vector<AuditLine>& lines) {
   if (lines.empty()) return "";

@@ -6,12 +6,14 @@
 #include <string>
 
 #include "host/daemon/state.h"
+#include "host/transport/tame.h"
 
 namespace spand {
 
+// What of it others chose cannot make it look like something else.
 inline void say(const std::string& text) {
   std::fflush(stdout);
-  std::fprintf(stderr, "spand: %s\n", text.c_str());
+  std::fprintf(stderr, "spand: %s\n", transport::tame(text).c_str());
 }
 
 inline void say_misfits(const StateMisfit& misfit) {

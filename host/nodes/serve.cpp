@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "host/nodes/node.h"
+#include "host/transport/tame.h"
 
 namespace nodes {
 namespace {
@@ -93,7 +94,7 @@ void Process::run(transport::Channel manager, const std::string& chassis, transp
 
 }  // namespace
 
-void say(const std::string& text) { std::fprintf(stderr, "%s: %s\n", kProgram, text.c_str()); }
+void say(const std::string& text) { std::fprintf(stderr, "%s: %s\n", kProgram, transport::tame(text).c_str()); }
 
 void serve(const Place& place, const Description& description, const Selection& selection, transport::Channel manager,
            transport::Interrupt& end) {

@@ -15,7 +15,7 @@ namespace nodes {
 
 constexpr char kProgram[] = "span-linecard";
 
-// A line on standard error.
+// A line on standard error. What of it others chose cannot make it look like something else.
 void say(const std::string& text);
 
 // The switch as its manager has told it.

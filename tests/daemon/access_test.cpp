@@ -51,6 +51,7 @@ TEST(Tame, LeavesNothingThatAScreenObeys) {
   EXPECT_EQ(spand::tame("a\x1b[2Jb\nc\x7f\\d\xff"), "a\\x1b[2Jb\\x0ac\\x7f\\x5cd\\xff");
   EXPECT_EQ(spand::tame(std::string("a\0b", 3)), "a\\x00b");
   EXPECT_EQ(spand::tame(std::string(1'000'000, 'x')), std::string(100, 'x'));
+  EXPECT_EQ(spand::tame(std::string(98, 'x') + "\n"), std::string(98, 'x'));
 }
 
 TEST(AuditTable, HasAColumnForEachThing) {

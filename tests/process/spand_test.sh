@@ -28,6 +28,8 @@ verdict "nothing was made of all that" "$(yes_when [ ! -e "$state" ])"
 mkdir -m 1777 "$work/public"
 expect "a run directory that everybody may write to" 1 "spand: $work/public: everybody may write there" \
   "$spand" --run-dir "$work/public" --state "$state"
+expect "what it says is no order to the screen" 1 "spand: /dev/null/\\\\x1b\[2J: Not a directory" \
+  "$spand" --run-dir $'/dev/null/\e[2J' --state "$state"
 deep=$work/$(printf 'x%.0s' {1..120})
 expect "a path too long for a socket" 1 'spand: *too long*' "$spand" --run-dir "$deep" --state "$work/other"
 
