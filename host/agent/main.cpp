@@ -93,6 +93,7 @@ Status run(const Options& options) {
 }  // namespace agent
 
 int main(int argc, char** argv) {
+  shell::hold_standard_files();
   std::signal(SIGPIPE, SIG_IGN);
   shell::set_speaker("span-agent");
   CLI::App app{"Port mirroring in SNMP: a subagent of snmpd.", "span-agent"};

@@ -149,6 +149,7 @@ Status run(const Options& options) {
 }  // namespace rows
 
 int main(int argc, char** argv) {
+  shell::hold_standard_files();
   std::signal(SIGPIPE, SIG_IGN);
   shell::set_speaker("span-rows");
   CLI::App app{"The SNMP tables of port mirroring, each walked with get-next.", "span-rows"};

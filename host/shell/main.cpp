@@ -61,13 +61,6 @@ void declare(CLI::App& app, Options& options) {
   app.footer(kExitStatus);
 }
 
-// A standard file that is closed would lend its number to the next file that is opened.
-void hold_standard_files() {
-  for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (fcntl(number, F_GETFD) == -1) open("/dev/null", number == STDERR_FILENO ? O_WRONLY : O_RDONLY);
-  }
-}
-
 std::string user_name() {
   const passwd* const user = getpwuid(geteuid());
   return user != nullptr ? user->pw_name : "uid " + std::to_string(geteuid());

@@ -58,6 +58,16 @@ same 'a base is an object identifier' '2 --base: 1.3.x is no object identifier t
 same 'without a manager it does not start' '3 1' "$? $(wc -l <"$work/said")"
 
 start_manager
+"$programs/span-agent" --connect --agentx "$work/agentx.sock" <&- >&- 2>&- &
+pids[agent]=$!
+disown
+files_of_agent() { readlink "/proc/${pids[agent]}/fd/"*; }
+has_socket() { files_of_agent | grep -q '^socket:'; }
+needed 10 has_socket
+same 'standard files lend their numbers to no socket' '/dev/null /dev/null /dev/null' \
+  "$(files_of_agent | head -n 3 | xargs)"
+stop agent KILL
+
 start agent "$programs/span-agent" --connect --agentx "$work/agentx.sock"
 needed 10 log_has agent 'no master agent yet'
 start_snmpd
