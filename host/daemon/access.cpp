@@ -2,14 +2,11 @@
 
 #include <grp.h>
 
-#include <algorithm>
 #include <charconv>
 
 namespace spand {
 
-bool Access::may_change(const transport::Peer& peer) const {
-  return peer.uid == 0 || peer.gid == group_ || std::ranges::find(peer.groups, group_) != peer.groups.end();
-}
+bool Access::may_change(const transport::Peer& peer) const { return peer.is_root_or_of(group_); }
 
 std::optional<gid_t> find_group(const std::string& name) {
   if (const group* const found = getgrnam(name.c_str()); found != nullptr) return found->gr_gid;

@@ -65,7 +65,9 @@ Daemon::Daemon(const Place& place, const Description& description)
               [this](const Peer& peer, const Message& message, const Responder& answer) {
                 service_.handle(peer, message, answer);
                 await_watchers();
-              }) {
+              },
+              {},
+              {[access = Access(place.group)](const Peer& peer) { return access.may_change(peer); }, say}) {
   give_to_group();
 }
 

@@ -69,7 +69,11 @@ Process::Process(const Place& place, const Description& description, const Selec
 
 void Process::serve(const Place& place, uint32_t address, transport::Handler handler) try {
   const std::string socket = transport::node_socket(place.endpoint.run_directory, address);
-  servers_.emplace_back(io_, socket, access_.mode, transport::Welcome{Role::kNode, {}, {}}, std::move(handler));
+  const transport::Admission admission = {
+      [group = access_.group](const transport::Peer& peer) { return peer.is_root_or_of(group); },
+      [socket](const std::string& text) { say(socket + ": " + text); }};
+  servers_.emplace_back(io_, socket, access_.mode, transport::Welcome{Role::kNode, {}, {}}, std::move(handler),
+                        transport::Limits{}, admission);
   give_to_group(socket, access_.group);
 } catch (const std::system_error& error) {
   if (error.code() != std::errc::address_in_use) throw;

@@ -50,6 +50,7 @@ class Connection : public std::enable_shared_from_this<Connection> {
   void close();
 
   Peer peer;
+  bool is_guest = false;  // not one that places are kept free for
   bool has_greeted = false;
 
  private:

@@ -2,23 +2,22 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <asio/basic_socket_acceptor.hpp>
 #include <asio/generic/seq_packet_protocol.hpp>
 #include <asio/steady_timer.hpp>
 #include <cerrno>
 #include <chrono>
-#include <set>
 #include <system_error>
 #include <utility>
 
 #include "host/transport/connection.h"
+#include "host/transport/places.h"
 #include "host/transport/socket.h"
 #include "host/transport/socket_file.h"
 
 namespace transport {
 namespace {
-
-using ConnectionPtr = std::shared_ptr<Connection>;
 
 // Between two tries to accept a client while the system has no descriptor or no memory for it.
 constexpr auto kAcceptPause = std::chrono::milliseconds(100);
@@ -70,10 +69,20 @@ class Answer {
 
 }  // namespace
 
+bool Peer::is_root_or_of(gid_t group) const {
+  return uid == 0 || gid == group || std::ranges::find(groups, group) != groups.end();
+}
+
 class Server::State : public std::enable_shared_from_this<State> {
  public:
-  State(asio::io_context& io, std::string path, mode_t mode, Welcome welcome, Handler handler, Limits limits)
-      : io_(io), pause_(io), welcome_(std::move(welcome)), handler_(std::move(handler)), limits_(limits) {
+  State(asio::io_context& io, std::string path, mode_t mode, Welcome welcome, Handler handler, Limits limits,
+        Admission admission)
+      : io_(io),
+        pause_(io),
+        welcome_(std::move(welcome)),
+        handler_(std::move(handler)),
+        limits_(limits),
+        places_(limits, std::move(admission)) {
     Descriptor socket = new_socket();
     file_ = std::make_unique<SocketFile>(socket.get(), std::move(path), mode);
     acceptor_.emplace(io_, kProtocol, socket.get());
@@ -85,7 +94,7 @@ class Server::State : public std::enable_shared_from_this<State> {
   void stop();
   void move_to(std::string path) { file_->move_to(std::move(path)); }
   void set_role(Role role);
-  size_t clients() const { return clients_.size(); }
+  size_t clients() const { return places_.taken(); }
 
  private:
   void accept();
@@ -104,7 +113,7 @@ class Server::State : public std::enable_shared_from_this<State> {
   Bytes greeting_;  // encoded
   Handler handler_;
   Limits limits_;
-  std::set<ConnectionPtr> clients_;
+  Places places_;
 };
 
 void Server::State::await_client() {
@@ -137,9 +146,7 @@ void Server::State::admit(Descriptor socket) {
   Connection::Socket line(io_, kProtocol, socket.get());
   socket.release();
   const auto client = std::make_shared<Connection>(std::move(line), limits_, events());
-  if (clients_.size() >= limits_.clients) return client->fail(EBUSY, "too many clients");
-  clients_.insert(client);
-  client->start();
+  if (places_.take(client)) client->start();
 }
 
 Connection::Events Server::State::events() {
@@ -147,7 +154,7 @@ Connection::Events Server::State::events() {
             if (const auto state = weak.lock()) state->receive(from, std::move(message));
           },
           [weak = weak_from_this()](const ConnectionPtr& who) {
-            if (const auto state = weak.lock()) state->clients_.erase(who);
+            if (const auto state = weak.lock()) state->places_.leave(who);
           }};
 }
 
@@ -191,11 +198,13 @@ void Server::State::stop() {
   asio::error_code ignored;
   acceptor_->close(ignored);
   pause_.cancel();
-  for (const auto& client : std::exchange(clients_, {})) client->close();
+  for (const auto& client : places_.vacate()) client->close();
 }
 
-Server::Server(asio::io_context& io, std::string path, mode_t mode, Welcome welcome, Handler handler, Limits limits)
-    : state_(std::make_shared<State>(io, std::move(path), mode, std::move(welcome), std::move(handler), limits)) {
+Server::Server(asio::io_context& io, std::string path, mode_t mode, Welcome welcome, Handler handler, Limits limits,
+               Admission admission)
+    : state_(std::make_shared<State>(io, std::move(path), mode, std::move(welcome), std::move(handler), limits,
+                                     std::move(admission))) {
   state_->await_client();
 }
 

@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <algorithm>
 #include <asio/io_context.hpp>
 #include <cstddef>
 #include <cstdint>
@@ -23,12 +24,24 @@ struct Peer {
   pid_t pid;
   std::vector<gid_t> groups;  // supplementary ones
   std::string program;        // what it calls itself
+
+  bool is_root_or_of(gid_t group) const;
 };
 
 struct Limits {
-  size_t clients = 1024;        // more than these are sent away with kFailed, EBUSY
+  size_t clients = 1024;        // places; who finds none is sent away with kFailed, EBUSY
   size_t waiting = 8u << 20;    // bytes that a client may leave unread, before it is cut off
   uint32_t stall_seconds = 10;  // for the greeting, for the rest of a message, for reading more of what is unread
+
+  // Of the places, those that clients may take who are not trusted: all of them together, and each user.
+  size_t for_guests() const { return clients - (clients + 3) / 4; }
+  size_t for_one_guest() const { return std::max<size_t>(clients / 8, 1); }
+};
+
+// Whom places are kept free for, and who hears of clients that were sent away.
+struct Admission {
+  std::function<bool(const Peer& peer)> trusts{};      // everybody when there is none
+  std::function<void(const std::string& text)> say{};  // a line for the log: one for each reason in ten minutes
 };
 
 // Gives an answer, at once or later. Once the client has gone, it has no effect. Copies answer the same message, and it
@@ -44,7 +57,8 @@ class Server {
   // Takes the socket over from a process that has died; throws std::system_error (EADDRINUSE: somebody serves it, that
   // of the system's call otherwise) or std::length_error, when the path is too long for a socket. `mode` is that of the
   // socket; nobody can connect before it has it. `io` outlives the server.
-  Server(asio::io_context& io, std::string path, mode_t mode, Welcome welcome, Handler handler, Limits limits = {});
+  Server(asio::io_context& io, std::string path, mode_t mode, Welcome welcome, Handler handler, Limits limits = {},
+         Admission admission = {});
   ~Server();  // cuts the lines and removes the socket
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;

@@ -1,7 +1,12 @@
 // Says one thing to a manager: ask_spand SOCKET query|change|dump|roles|take-over [SESSION]. Prints the status of the
-// answer with its text; or the name of the error, and what the other end says of it.
+// answer with its text; or the name of the error, and what the other end says of it. Or is many clients at once:
+// ask_spand SOCKET hold COUNT. Prints how many found a place, and what the next one heard; and stays until its input
+// ends.
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <string>
+#include <vector>
 
 #include "host/transport/channel.h"
 #include "platform/syserr.h"
@@ -48,10 +53,31 @@ void print_answer(const transport::Message& answer) {
   }
 }
 
+int hold(const char* socket, size_t count) {
+  std::vector<transport::Channel> clients;
+  transport::Welcome welcome;
+  int error = 0;
+  while (clients.size() < count && error == 0) {
+    clients.emplace_back(socket, "ask_spand");
+    error = clients.back().welcome(welcome, kPatience);
+  }
+  if (error == 0) {
+    std::printf("%zu clients\n", clients.size());
+  } else {
+    std::printf("%zu clients, then %s\n", clients.size() - 1, strerrorname_np(error));
+  }
+  std::fflush(stdout);
+  while (std::getchar() != EOF) {
+  }
+  return error == 0 ? 0 : 1;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc < 3) return std::fputs("usage: ask_spand SOCKET query|change|dump|roles|take-over [SESSION]\n", stderr), 2;
+  if (argc < 3)
+    return std::fputs("usage: ask_spand SOCKET query|change|dump|roles|take-over [SESSION] | hold COUNT\n", stderr), 2;
+  if (std::string(argv[2]) == "hold" && argc > 3) return hold(argv[1], std::strtoul(argv[3], nullptr, 10));
   const int session = argc > 3 ? std::atoi(argv[3]) : 1;
   const Said said = words(argv[2], static_cast<uint8_t>(session - 1));
   transport::Channel channel(argv[1], "ask_spand");

@@ -46,6 +46,116 @@ TEST_F(ServerLimits, HaveRoomAgainWhenAClientGoes) {
   EXPECT_TRUE(eventually([&] { return call(second) == 0; }));
 }
 
+// ---- Guests ---------------------------------------------------------------------------------------------------------
+
+// Trusts those who connect while it is told to; what would go to the log can be read.
+class ServerGuests : public ServerLimits {
+ protected:
+  transport::Failed last_words() { return Raw(path_).last_words(); }
+
+  // Lines that a user holds from now on, up to the one that is refused, and why that is.
+  std::vector<Raw> connect_as(uid_t user, std::string& refusal) {
+    std::vector<Raw> lines;
+    std::thread([&] {
+      become(user, user, {});
+      for (refusal.clear(); refusal.empty();) {
+        Raw line(path_);
+        line.send(kHelloFrame);
+        const Bytes answer = line.receive();
+        if (Raw::type_of(answer) == 2) {
+          lines.push_back(std::move(line));
+        } else {
+          refusal = transport::decode<transport::Failed>(std::span(answer).subspan(20)).value().text;
+        }
+      }
+    }).join();
+    return lines;
+  }
+
+  std::atomic<bool> trusting_ = false;
+  std::vector<std::string> said_;
+  const Admission admission_{[this](const Peer&) { return trusting_.load(); },
+                             [this](const std::string& text) { said_.push_back(text); }};
+};
+
+TEST_F(ServerGuests, LeavePlacesToThoseWhoAreTrusted) {
+  Serving serving(path_, echo, {.clients = 16}, 0600, admission_);
+  Channel first(path_, "test");
+  Channel second(path_, "test");
+  EXPECT_EQ(call(first), 0);
+  EXPECT_EQ(call(second), 0);
+  EXPECT_EQ(last_words(), (transport::Failed{EBUSY, "too many clients of this user"}));
+  trusting_ = true;
+  std::vector<Channel> trusted;
+  for (int i = 0; i < 14; ++i) {
+    trusted.emplace_back(path_, "test");
+    EXPECT_EQ(call(trusted.back()), 0);
+  }
+  EXPECT_EQ(last_words(), (transport::Failed{EBUSY, "too many clients"}));
+  EXPECT_EQ(call(first), 0);
+}
+
+TEST_F(ServerGuests, HaveAPlaceAgainWhenOneOfTheirsIsFree) {
+  Serving serving(path_, echo, {.clients = 8}, 0600, admission_);
+  auto first = std::make_unique<Channel>(path_, "test");
+  Channel second(path_, "test");
+  EXPECT_EQ(call(*first), 0);
+  EXPECT_EQ(call(second), EBUSY);
+  first.reset();
+  EXPECT_TRUE(eventually([&] { return call(second) == 0; }));
+}
+
+TEST_F(ServerGuests, LeavePlacesToEachOther) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can be somebody else";
+  std::filesystem::permissions(folder_.path(), std::filesystem::perms(0755));
+  Serving serving(path_, echo, {.clients = 32}, 0666, admission_);
+  std::vector<std::vector<Raw>> held;
+  std::string refusal;
+  for (const uid_t user : {54401u, 54402u, 54403u, 54404u, 54405u, 54406u}) {
+    held.push_back(connect_as(user, refusal));
+    EXPECT_EQ(held.back().size(), 4u);
+    EXPECT_EQ(refusal, "too many clients of this user");
+  }
+  EXPECT_EQ(connect_as(54407, refusal).size(), 0u);
+  EXPECT_EQ(refusal, "too many clients");
+  trusting_ = true;
+  held.push_back(connect_as(0, refusal));
+  EXPECT_EQ(held.back().size(), 8u);
+}
+
+TEST_F(ServerGuests, AreToldToTheLogOnceForEachReason) {
+  Serving serving(path_, echo, {.clients = 8}, 0600, admission_);
+  Channel guest(path_, "test");
+  EXPECT_EQ(call(guest), 0);
+  for (int i = 0; i < 20; ++i) EXPECT_EQ(last_words().text, "too many clients of this user");
+  trusting_ = true;
+  std::vector<Channel> trusted;
+  for (int i = 0; i < 7; ++i) {
+    trusted.emplace_back(path_, "test");
+    EXPECT_EQ(call(trusted.back()), 0);
+  }
+  for (int i = 0; i < 20; ++i) EXPECT_EQ(last_words().text, "too many clients");
+  serving.stop();
+  const std::string who =
+      "sent a client of user " + std::to_string(geteuid()) + " away, process " + std::to_string(getpid()) + ": ";
+  EXPECT_EQ(said_, (std::vector<std::string>{who + "too many clients of this user", who + "too many clients"}));
+}
+
+// So that those who are trusted have a place, and so has anybody, however few there are.
+TEST(Limits, LeaveAQuarterToTrustedClientsAndAnEighthToAGuest) {
+  EXPECT_EQ(Limits{}.for_guests(), 768u);
+  EXPECT_EQ(Limits{}.for_one_guest(), 128u);
+  for (size_t places = 2; places < 1100; ++places) {
+    const Limits limits{.clients = places};
+    EXPECT_LT(limits.for_guests(), places);
+    EXPECT_GE(limits.for_guests(), 1u);
+    EXPECT_GE(limits.for_one_guest(), 1u);
+    EXPECT_LE(limits.for_one_guest(), limits.for_guests());
+  }
+}
+
+// ---- Lines that stall -----------------------------------------------------------------------------------------------
+
 TEST_F(ServerLimits, CutOffAClientThatLeavesTooMuchUnread) {
   Serving serving(path_, answer_at_length, {.waiting = 1u << 20});
   Raw greedy(path_);
@@ -187,12 +297,6 @@ class NoDescriptors {
  private:
   rlimit before_{};
 };
-
-// valgrind keeps the limit by itself: it accepts a client, and then closes its line.
-bool limits_are_the_kernels() {
-  const char* const preloaded = getenv("LD_PRELOAD");
-  return preloaded == nullptr || std::string(preloaded).find("vgpreload") == std::string::npos;
-}
 
 TEST_F(ServerLimits, LetClientsWaitWhileThereAreNoDescriptors) {
   if (!limits_are_the_kernels()) GTEST_SKIP() << "the limit of descriptors is not the kernel's";

@@ -2,7 +2,6 @@
 #include "host/transport/server.h"
 
 #include <fcntl.h>
-#include <sys/syscall.h>
 
 #include <system_error>
 
@@ -296,13 +295,6 @@ TEST(ServerPeer, IsAsTheKernelKnowsIt) {
   EXPECT_EQ(peer.pid, getpid());
   EXPECT_EQ(peer.groups, groups);
   EXPECT_EQ(peer.program, "spansh");
-}
-
-// The kernel keeps credentials by thread, and only the C library those of all threads together.
-void become(uid_t uid, gid_t gid, std::vector<gid_t> groups) {
-  ASSERT_EQ(syscall(SYS_setgroups, groups.size(), groups.data()), 0);
-  ASSERT_EQ(syscall(SYS_setresgid, gid, gid, gid), 0);
-  ASSERT_EQ(syscall(SYS_setresuid, uid, uid, uid), 0);
 }
 
 TEST(ServerPeer, IsTheOneWhoConnected) {

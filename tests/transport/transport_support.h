@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/time.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -32,6 +33,7 @@
 
 namespace transport_test {
 
+using transport::Admission;
 using transport::Bytes;
 using transport::Channel;
 using transport::Handler;
@@ -79,12 +81,14 @@ inline void echo(const Peer&, Message message, Responder answer) { answer(Type::
 // A server in its thread, and how many messages it was given.
 class Serving {
  public:
-  explicit Serving(std::string path, Handler handler = echo, Limits limits = {}, mode_t mode = 0600) {
+  explicit Serving(std::string path, Handler handler = echo, Limits limits = {}, mode_t mode = 0600,
+                   Admission admission = {}) {
     auto counting = [this, handler = std::move(handler)](const Peer& peer, Message message, Responder answer) {
       ++received_;
       handler(peer, std::move(message), std::move(answer));
     };
-    server_ = std::make_unique<Server>(io_, std::move(path), mode, kWelcome, std::move(counting), limits);
+    server_ = std::make_unique<Server>(io_, std::move(path), mode, kWelcome, std::move(counting), limits,
+                                       std::move(admission));
     thread_ = std::thread([this] { io_.run(); });
   }
   ~Serving() { stop(); }
@@ -228,6 +232,19 @@ class Raw {
  private:
   int socket_;
 };
+
+// The kernel keeps credentials by thread, and only the C library those of all threads together.
+inline void become(uid_t uid, gid_t gid, std::vector<gid_t> groups) {
+  ASSERT_EQ(syscall(SYS_setgroups, groups.size(), groups.data()), 0);
+  ASSERT_EQ(syscall(SYS_setresgid, gid, gid, gid), 0);
+  ASSERT_EQ(syscall(SYS_setresuid, uid, uid, uid), 0);
+}
+
+// valgrind keeps the limit by itself: it accepts a client, and then closes its line.
+inline bool limits_are_the_kernels() {
+  const char* const preloaded = getenv("LD_PRELOAD");
+  return preloaded == nullptr || std::string(preloaded).find("vgpreload") == std::string::npos;
+}
 
 }  // namespace transport_test
 
