@@ -1,5 +1,4 @@
 // spand: the SPAN manager as a daemon, and what its operators ask of it.
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -16,6 +15,7 @@
 #include "host/daemon/say.h"
 #include "host/daemon/serve.h"
 #include "host/transport/channel.h"
+#include "host/transport/descriptors.h"
 #include "host/transport/endpoints.h"
 #include "platform/syserr.h"
 
@@ -183,13 +183,6 @@ int serve(const Options& options, const Description& description) {
   return kRefused;
 }
 
-// A standard file that is closed would lend its number to the next file that is opened, and the log go there.
-void hold_standard_files() {
-  for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (fcntl(number, F_GETFD) == -1) open("/dev/null", number == STDERR_FILENO ? O_WRONLY : O_RDONLY);
-  }
-}
-
 int run(const Options& options) {
   if (options.take_over) return take_over(options);
   if (options.audit) return show_audit(options);
@@ -202,7 +195,7 @@ int run(const Options& options) {
 
 int main(int argc, char** argv) {
   umask(S_IRWXG | S_IRWXO);
-  spand::hold_standard_files();
+  transport::hold_standard_files();
   spand::Options options;
   CLI::App app("The SPAN manager as a daemon", "spand");
   declare_service(app, options);

@@ -15,6 +15,7 @@
 #include "host/daemon/notify.h"
 #include "host/daemon/say.h"
 #include "host/daemon/service.h"
+#include "host/transport/descriptors.h"
 #include "host/transport/endpoints.h"
 #include "host/transport/server.h"
 
@@ -66,7 +67,7 @@ Daemon::Daemon(const Place& place, const Description& description)
                 service_.handle(peer, message, answer);
                 await_watchers();
               },
-              {},
+              {.clients = transport::most_clients()},
               {[access = Access(place.group)](const Peer& peer) { return access.may_change(peer); }, say}) {
   give_to_group();
 }

@@ -1,7 +1,4 @@
 // span-linecard: modules of the switch as a process.
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <chrono>
@@ -10,6 +7,7 @@
 #include <optional>
 
 #include "host/nodes/serve.h"
+#include "host/transport/descriptors.h"
 
 namespace nodes {
 namespace {
@@ -64,13 +62,6 @@ void declare(CLI::App& app, Options& options) {
       ->check(is_socket_mode);
   app.set_version_flag("--version", std::string(kProgram) + " " SPAN_VERSION);
   app.footer(kFooter);
-}
-
-// A standard file that is closed would lend its number to the next socket.
-void hold_standard_files() {
-  for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (fcntl(number, F_GETFD) == -1) open("/dev/null", number == STDERR_FILENO ? O_WRONLY : O_RDONLY);
-  }
 }
 
 // Raised when the process is told to end.
@@ -143,7 +134,7 @@ ExitStatus guarded_run(const Options& options) {
 }  // namespace nodes
 
 int main(int argc, char** argv) {
-  nodes::hold_standard_files();
+  transport::hold_standard_files();
   nodes::await_signals();
   CLI::App app("Modules of a switch with port mirroring, as a process.", nodes::kProgram);
   nodes::Options options;

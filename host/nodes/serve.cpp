@@ -13,6 +13,7 @@
 #include <system_error>
 
 #include "host/nodes/node.h"
+#include "host/transport/descriptors.h"
 #include "host/transport/tame.h"
 
 namespace nodes {
@@ -56,11 +57,13 @@ class Process {
   asio::posix::stream_descriptor end_{io_};
   Cards cards_;
   const Access access_;
+  const transport::Limits limits_;
   std::deque<Server> servers_;
 };
 
 Process::Process(const Place& place, const Description& description, const Selection& selection)
-    : access_(access_to(place)) {
+    : access_(access_to(place)),
+      limits_{.clients = transport::most_clients(selection.line_cards.size() + (selection.supervisor ? 1 : 0))} {
   if (selection.supervisor) serve(place, linecard::kSupervisorAddress, supervisor(description.chassis));
   for (const chassis::Module& each : selection.line_cards) {
     serve(place, linecard::address_of(each.number), line_card(cards_, each));
@@ -72,8 +75,8 @@ void Process::serve(const Place& place, uint32_t address, transport::Handler han
   const transport::Admission admission = {
       [group = access_.group](const transport::Peer& peer) { return peer.is_root_or_of(group); },
       [socket](const std::string& text) { say(socket + ": " + text); }};
-  servers_.emplace_back(io_, socket, access_.mode, transport::Welcome{Role::kNode, {}, {}}, std::move(handler),
-                        transport::Limits{}, admission);
+  servers_.emplace_back(io_, socket, access_.mode, transport::Welcome{Role::kNode, {}, {}}, std::move(handler), limits_,
+                        admission);
   give_to_group(socket, access_.group);
 } catch (const std::system_error& error) {
   if (error.code() != std::errc::address_in_use) throw;

@@ -81,6 +81,8 @@ drops() {
   [ -n "$number" ] && echo $((16#$number))
 }
 
+shows() { [ -n "$(drops "$1")" ]; }
+
 # sample MODULE: sets `count`, and `before` and `after` to microseconds between which it was the counter.
 sample() {
   before=${EPOCHREALTIME/./}
@@ -293,7 +295,12 @@ refused "help tells the exit statuses" 0 '*--module N*--wait SECONDS*3  the SPAN
 refused "version" 0 'span-linecard [0-9]*' --version
 sockets=$(cd "$run" && echo *)
 verdict "what is refused leaves no socket" "$(yes_when [ "$sockets" = manager.sock ])" "$sockets"
-start_cards cards --module 1
+
+"$programs/span-linecard" --module 1 <&- >&- 2>&- &
+pids[cards]=$!
+within 10 shows 1
+files=$(readlink "/proc/${pids[cards]}/fd/"{0,1,2} | xargs)
+verdict "standard files lend their numbers to no socket" "$(yes_when [ "$files" = '/dev/null /dev/null /dev/null' ])" "$files"
 refused "a switch without its manager" 3 '*/node-102.sock: this is not the active SPAN manager' \
   --connect "$run/node-102.sock"
 

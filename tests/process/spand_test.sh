@@ -69,6 +69,32 @@ kill -TERM "$pid"
 expect_end "and ends" "$pid"
 expect "its state is sound" 0 '*3 sessions*' "$spand" --check --state "$state"
 
+# ---- Few descriptors -------------------------------------------------------------------------------------------------
+
+# limited FILES COMMAND...
+limited() { ulimit -n "$1" && exec "${@:2}"; }
+
+# hold NAME EXPECTED COUNT: clients that stay.
+mkfifo "$work/open"
+exec 8<>"$work/open"
+hold() {
+  : >"$work/held"
+  "$ask" "$manager" hold "$3" >"$work/held" 2>&1 <&8 &
+  pids+=($!)
+  within 20 grep -q . "$work/held"
+  verdict "$1" "$(yes_when [ "$(<"$work/held")" = "$2" ])" "$(<"$work/held")"
+}
+
+expect "too few descriptors" 1 'spand: a limit of 50 open files is too low, at least 53 are needed' \
+  limited 50 "$spand" "${here[@]}"
+start "$work/log" limited 64 "$spand" "${here[@]}"
+hold "few descriptors are enough for a few clients" '14 clients' 14
+expect "and for a change" 0 '0x00000000 *' "$ask" "$manager" change 3
+hold "the next ones do not wait in vain" '1 clients, then EBUSY' 10
+verdict "the log tells it" "$(yes_when grep -q '^spand: sent a client of user .*: too many clients$' "$work/log")" "$(<"$work/log")"
+kill -TERM "$pid"
+expect_end "it ends as usual" "$pid"
+
 # ---- A switch that has changed ---------------------------------------------------------------------------------------
 
 cat >"$work/small.toml" <<'END'
