@@ -21,6 +21,7 @@ namespace {
 
 constexpr unsigned kFirstWait = 1;  // seconds before the master is tried again, each time twice as long
 constexpr unsigned kLongestWait = 16;
+constexpr int kPatience = 3;  // seconds for an answer of the master
 
 Say say;
 std::function<void()> poll_function;
@@ -88,6 +89,13 @@ void watch_master() {
   snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_STOP, note_loss, nullptr);
 }
 
+// What the master has not answered in time would be sent again, while it stands in line already: a notification would
+// arrive as often. Settings of AgentX are those of a master; init_agent() has set the ones that count here.
+void send_once() {
+  netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_RETRIES, 0);
+  netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_TIMEOUT, kPatience);
+}
+
 // ---- Signals and alarms ---------------------------------------------------------------------------------------------
 
 void ask_to_stop(int) {
@@ -127,7 +135,9 @@ bool open_master(const std::string& socket, Say speaker) {
   }
   listen_to_library();
   watch_master();
-  return init_agent("span-agent") == 0 && catch_signals();
+  if (init_agent("span-agent") != 0) return false;
+  send_once();
+  return catch_signals();
 }
 
 void join_master() {

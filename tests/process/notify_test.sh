@@ -140,5 +140,21 @@ start_snmpd
 needed 40 serves_again "$before"
 brings "what changed while snmpd was away is told when it is back" "$(active 1)"
 
+# ---- A snmpd that stalls ---------------------------------------------------------------------------------------------
+
+# told N...: the drop thresholds.
+told() { printf 'DropThresholdChanged, DropThreshold.0 = %s packets\n' "$@"; }
+
+kill -STOP "${pids[snmpd]}"
+for threshold in 11 12; do
+  configure "span max-queued-packets $threshold"
+  sleep 2
+done
+kill -CONT "${pids[snmpd]}"
+brings "what changed while snmpd stood still is told when it goes on" "$(told 11 12)"
+quiet 1.5 "and each of it once"
+snmp_set "$mirror.1.5.1.0" u 13 >/dev/null
+brings "news go on" "$(told 13)"
+
 same "the agent has printed nothing of its own" "" "$(grep -v '^span-agent: ' "$work/agent.log")"
 all_passed
