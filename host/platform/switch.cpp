@@ -26,6 +26,8 @@ Switch* running() { return the_switch.get(); }
 
 void run_switch(std::unique_ptr<Switch> next) { the_switch = std::move(next); }
 
+bool has_switch() { return running() != nullptr; }
+
 const chassis::Chassis& switch_chassis() { return started().chassis; }
 
 uint32_t switch_queue() { return kQueue; }

@@ -33,6 +33,9 @@ struct Waits {
 };
 std::string connect_switch(const std::string& name, const std::string& program, const Waits& waits = {});
 
+// Whether one of these two has been done.
+bool has_switch();
+
 // Ends what is waited for, and everything that would wait, until it is cleared. interrupt_switch() may be called from a
 // signal handler.
 void interrupt_switch() noexcept;

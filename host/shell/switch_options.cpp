@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "host/platform/switch.h"
 #include "host/shell/say.h"
 
 namespace shell {
@@ -32,11 +31,6 @@ bool is_plain_file(const std::string& name) {
   return std::filesystem::is_regular_file(name, ignored);
 }
 
-Status failed(const std::string& error, Status status) {
-  say(error);
-  return status;
-}
-
 }  // namespace
 
 std::string given(const std::string& name) { return name.empty() ? "a name is expected" : ""; }
@@ -63,33 +57,41 @@ void SwitchOptions::declare(CLI::App& app) {
       app.add_flag("--embedded", embedded_, "Have a switch in this process, also where SPAN_CONNECT names one");
   embedded->option_text(" ")->excludes(connect_option_);
   app.add_option("--timeout", timeout_,
-                 "Milliseconds to wait for a process; left out, 5000 for the manager, 1000 for others")
+                 "Milliseconds to wait for a process; left out, " + std::to_string(waits_.request_ms) +
+                     " for the manager, " + std::to_string(waits_.message_ms) + " for others")
       ->option_text("MS")
       ->check(CLI::Range(uint32_t{1}, kLongestWait));
 }
 
-// What is said on the command line goes before what is said in the environment.
 Status SwitchOptions::open(const std::string& program) const {
-  if (connect_option_->count() != 0) return connect(name_, program);
-  const std::string name = from_environment();
-  const bool own = embedded_ || chassis_option_->count() != 0;
-  return own || name.empty() ? start() : connect(name, program);
+  std::string problem;
+  const Status status = open(program, problem);
+  if (status != Status::kDone) say(problem);
+  return status;
 }
 
-Status SwitchOptions::start() const {
-  std::string error;
-  std::optional<chassis::Chassis> description = chassis::Chassis::load(chassis_, error);
-  if (!description) return failed(error, Status::kUsage);
+// What is said on the command line goes before what is said in the environment.
+Status SwitchOptions::open(const std::string& program, std::string& problem) const {
+  if (connect_option_->count() != 0) return connect(name_, program, problem);
+  const std::string name = from_environment();
+  const bool own = embedded_ || chassis_option_->count() != 0;
+  return own || name.empty() ? start(problem) : connect(name, program, problem);
+}
+
+Status SwitchOptions::start(std::string& problem) const {
+  std::optional<chassis::Chassis> description = chassis::Chassis::load(chassis_, problem);
+  if (!description) return Status::kUsage;
   host::start_switch(std::move(*description));
   return Status::kDone;
 }
 
-Status SwitchOptions::connect(const std::string& name, const std::string& program) const {
-  if (is_plain_file(name)) return failed(name + ": neither a run directory nor a socket", Status::kUsage);
-  host::Waits waits;
-  if (timeout_ != 0) waits = {timeout_, timeout_};
-  const std::string error = host::connect_switch(name, program, waits);
-  return error.empty() ? Status::kDone : failed(error, Status::kUnreachable);
+Status SwitchOptions::connect(const std::string& name, const std::string& program, std::string& problem) const {
+  if (is_plain_file(name)) {
+    problem = name + ": neither a run directory nor a socket";
+    return Status::kUsage;
+  }
+  problem = host::connect_switch(name, program, timeout_ != 0 ? host::Waits{timeout_, timeout_} : waits_);
+  return problem.empty() ? Status::kDone : Status::kUnreachable;
 }
 
 }  // namespace shell

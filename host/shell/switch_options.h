@@ -7,18 +7,26 @@
 #include <optional>
 #include <string>
 
+#include "host/platform/switch.h"
 #include "host/shell/session.h"
 
 namespace shell {
 
 class SwitchOptions {
  public:
+  // `waits` are those without --timeout.
+  explicit SwitchOptions(const host::Waits& waits = {}) : waits_(waits) {}
+
   void declare(CLI::App& app);
 
   // Starts the switch in this process or connects to it, as the program `program`. Tells why it could not.
   Status open(const std::string& program) const;
 
+  // The same, but leaves the telling to the caller.
+  Status open(const std::string& program, std::string& problem) const;
+
  private:
+  host::Waits waits_;
   std::string chassis_;
   std::string name_;  // of a run directory or a manager's socket
   uint32_t timeout_ = 0;
@@ -26,8 +34,8 @@ class SwitchOptions {
   CLI::Option* chassis_option_ = nullptr;
   CLI::Option* connect_option_ = nullptr;
 
-  Status start() const;
-  Status connect(const std::string& name, const std::string& program) const;
+  Status start(std::string& problem) const;
+  Status connect(const std::string& name, const std::string& program, std::string& problem) const;
 };
 
 // Reads the command line. What it returns is the program's end: help was wanted, or something is wrong; both are told.
