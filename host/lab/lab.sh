@@ -59,17 +59,30 @@ done
 umask 077
 base=${XDG_RUNTIME_DIR-}
 [ -d "$base" ] && [ -w "$base" ] || base=${TMPDIR:-/tmp}
+
+# What labs left that were killed. The lock of a directory is held as long as anything runs in it; one without a lock is
+# kept, or not ours.
+clear_leftovers() {
+  local left
+  for left in "$base"/span-lab.*; do
+    if [ ! -L "$left" ] && [ -O "$left" ] && [ -f "$left/lock" ]; then flock -n "$left/lock" rm -rf -- "$left"; fi
+  done
+}
+clear_leftovers
+
 lab=$(mktemp -d "$base/span-lab.XXXXXXXXXX") || exit 1
 export SPAN_RUN_DIR=$lab/run SNMP_PERSISTENT_DIR=$lab/snmp
 
 names=()
 pids=()
+note() { names+=("$1") pids+=("$2"); }
 
-# Ends what runs, the last one started first, and waits for it.
+# Ends what runs, the last one started first, and waits for it. A signal may have come before that one was noted.
 take_down() {
   trap '' HUP INT TERM
-  [ -z "${watcher-}" ] || kill "$watcher" 2>/dev/null
-  local i tries
+  local i tries last=${!-}
+  disown -a
+  [[ " ${pids[*]} " == *" $last "* ]] || note "the last process" "$last"
   for ((i = ${#pids[@]} - 1; i >= 0; --i)); do
     kill -TERM "${pids[i]}" 2>/dev/null || continue
     for ((tries = 0; tries < 30; ++tries)); do
@@ -78,7 +91,6 @@ take_down() {
     done
     kill -KILL "${pids[i]}" 2>/dev/null && say "${names[i]} did not end by itself"
   done
-  wait 2>/dev/null
   if [ $keep = yes ]; then
     say "left in place: $lab"
   else
@@ -87,15 +99,21 @@ take_down() {
 }
 trap take_down EXIT
 trap 'exit 129' HUP
+trap 'exit 130' INT
 trap 'exit 143' TERM
-trap : INT # Ctrl-C is a key of the shell
+
+# Every process of the lab holds the lock, as it holds the descriptor. It gets its name when it is held.
+if [ $keep = no ]; then
+  exec {lock}>"$lab/lock.new"
+  flock "$lock" && mv "$lab/lock.new" "$lab/lock"
+fi
 
 # start NAME COMMAND...: in a session of its own, so that no key of the terminal reaches it; should this script be
-# killed, the kernel ends it.
+# killed, the kernel ends it. How it ends is told here, not by bash.
 start() {
   setsid setpriv --pdeathsig TERM "${@:2}" </dev/null >"$lab/$1.log" 2>&1 &
-  names+=("$1")
-  pids+=($!)
+  note "$1" $!
+  disown
 }
 
 failed() {
@@ -104,24 +122,31 @@ failed() {
   exit 1
 }
 
-# await COMMAND...: until it succeeds. The program that was started last has to live, and has ten seconds.
-await() {
+# comes_up COMMAND...: waits until it succeeds. The program that was started last has to live, and has ten seconds.
+comes_up() {
   local tries
   for ((tries = 0; tries < 200; ++tries)); do
     "$@" >/dev/null 2>&1 && return
     kill -0 "${pids[-1]}" 2>/dev/null || break
     sleep 0.05
   done
-  failed "${names[-1]}"
+  return 1
 }
+await() { comes_up "$@" || failed "${names[-1]}"; }
 
 port_is_taken() { grep -qi ":$(printf '%04X' "$1") " /proc/net/udp; }
 
-# free_port FIRST
-free_port() {
-  local number=$1
-  while port_is_taken "$number"; do number=$((number + 1)); done
-  echo "$number"
+# on_free_port START FIRST LOG: has START PORT bring a program up on the first port that it gets. Others look for one as
+# well: a port that was free may be theirs by now, as the log tells then. The port is $got.
+on_free_port() {
+  for ((got = $2; got <= 65535; ++got)); do
+    port_is_taken "$got" && continue
+    "$1" "$got" && return
+    grep -qs "open.*udp:127.0.0.1:$got" "$3" || failed "${names[-1]}"
+    unset 'names[-1]' 'pids[-1]'
+  done
+  say "there is no free port behind $2"
+  exit 1
 }
 
 # Folders where Net-SNMP's tools find the modules.
@@ -131,10 +156,16 @@ module_path() {
   echo "${smi:+${smi%/*}:}$mibs"
 }
 
-configure_snmp() {
-  mkdir -p "$lab/snmp"
+start_snmptrapd() {
+  echo 'authCommunity log public' >"$lab/snmptrapd.conf"
+  MIBDIRS=$path start snmptrapd snmptrapd -f -C -c "$lab/snmptrapd.conf" -m PORT-MIRROR-MIB -Lf "$lab/notifications" \
+    "udp:127.0.0.1:$1"
+  comes_up grep -q NET-SNMP "$lab/notifications"
+}
+
+start_snmpd() {
   cat >"$lab/snmpd.conf" <<END
-agentaddress udp:127.0.0.1:$port
+agentaddress udp:127.0.0.1:$1
 rocommunity public 127.0.0.1
 rwcommunity private 127.0.0.1
 master agentx
@@ -142,27 +173,27 @@ agentXSocket $lab/agentx.sock
 trap2sink 127.0.0.1:$trap_port public
 dontLogTCPWrappersConnects yes
 END
-  cat >"$lab/snmptrapd.conf" <<END
-authCommunity log public
-END
+  MIBS='' start snmpd snmpd -f -C -c "$lab/snmpd.conf" -Lo -I -smux
+  comes_up test -S "$lab/agentx.sock"
 }
 
-[ "$port" -ne 0 ] || port=$(free_port 10161)
-port_is_taken "$port" && say "port $port is taken" && exit 1
-trap_port=$(free_port $((port + 1)))
-configure_snmp
+[ "$port" -ne 0 ] && port_is_taken "$port" && say "port $port is taken" && exit 1
 path=$(module_path)
+mkdir "$lab/snmp"
 
 start spand "$programs/spand" "${chassis[@]}" --run-dir "$lab/run" --state "$lab/state"
 await test -S "$lab/run/manager.sock"
 start span-linecard "$programs/span-linecard" --run-dir "$lab/run"
 await grep -q serving "$lab/span-linecard.log"
 PATH=$PATH:/usr/sbin:/sbin
-MIBDIRS=$path start snmptrapd snmptrapd -f -C -c "$lab/snmptrapd.conf" -m PORT-MIRROR-MIB -Lf "$lab/notifications" \
-  "udp:127.0.0.1:$trap_port"
-await test -s "$lab/notifications"
-MIBS='' start snmpd snmpd -f -C -c "$lab/snmpd.conf" -Lo -I -smux
-await test -S "$lab/agentx.sock"
+on_free_port start_snmptrapd $((port == 0 ? 10162 : port + 1)) "$lab/notifications"
+trap_port=$got
+if [ "$port" -ne 0 ]; then
+  start_snmpd "$port" || failed snmpd
+else
+  on_free_port start_snmpd 10161 "$lab/snmpd.log"
+  port=$got
+fi
 start span-agent "$programs/span-agent" --connect "$lab/run" --agentx "$lab/agentx.sock"
 await grep -q serving "$lab/span-agent.log"
 
@@ -174,7 +205,8 @@ say "changes are for the community 'private'; notifications are written to $lab/
 # Tells when one of them ends before its time. The others go on, as they would on a switch.
 watch_over() {
   local i told=()
-  while sleep 0.5 && kill -0 $$; do
+  [ $keep = yes ] || exec {lock}>&- # a process of the lab it is not
+  while sleep 0.5 && kill -0 $$ 2>/dev/null; do
     for i in "${!pids[@]}"; do
       kill -0 "${pids[i]}" 2>/dev/null || [ -n "${told[i]-}" ] && continue
       told[i]=yes
@@ -183,6 +215,19 @@ watch_over() {
   done
 }
 watch_over &
-watcher=$!
+note "the watch" $!
+disown
 
-"$programs/spansh" --connect "$lab/run" "${shell_arguments[@]}"
+# In the background, so that a signal to this script does not wait for its end; still in the group that has the terminal.
+# Ctrl-C is a key of the shell from here on.
+run_shell() {
+  local status
+  trap '' INT
+  env --default-signal=INT,QUIT setpriv --pdeathsig TERM "$programs/spansh" --connect "$lab/run" "$@" <&0 &
+  note spansh $!
+  wait $! 2>/dev/null
+  status=$?
+  [ $status -le 128 ] || say "the shell was ended by signal $(kill -l $status)"
+  return $status
+}
+run_shell "${shell_arguments[@]}"

@@ -19,6 +19,7 @@ trap finish EXIT
 # What runs in a lab has its directory among its arguments.
 processes() { pgrep -f "$work/span-lab" | grep -vx "${script:-none}"; }
 nothing_left() { ! pgrep -f "$work/span-lab" >/dev/null && ! compgen -G "$work/span-lab*" >/dev/null; }
+only_own_words() { ! grep -v -e '^lab: ' -e '^spansh: ' "$work/err"; }
 nothing_runs() { ! pgrep -f "$work/span-lab" >/dev/null; }
 
 # open_lab ARGUMENT...: with its standard input at descriptor 9; waits until it is up.
@@ -29,7 +30,7 @@ open_lab() {
   env --default-signal=INT setsid "$lab" "$programs" "$@" <"$work/in" >"$work/out" 2>"$work/err" &
   script=$!
   exec 9>"$work/in"
-  within 30 grep -q 'notifications are written' "$work/err"
+  within 30 grep -qs 'notifications are written' "$work/err"
 }
 
 # close_lab: the end of its input is that of its shell.
@@ -72,29 +73,110 @@ agent=$(pgrep -f "^$programs/span-agent .*$directory")
 kill -KILL "$agent"
 verdict "tells which one has ended" "$(yes_when within 5 grep -q '^lab: span-agent has ended' "$work/err")"
 verdict "the others go on" "$(yes_when ask 'show span session brief' 'Session  Admin')" "$(<"$work/out")"
+verdict "in its own words" "$(yes_when only_own_words)" "$(<"$work/err")"
 close_lab
 verdict "takes the rest down" "$(yes_when within 5 nothing_left)" "$(processes)" "$(ls "$work")"
 
 open_lab
+kill -KILL "$(pgrep -f "^$programs/spansh .*$work/span-lab")"
+wait "$script"
+status=$?
+script=
+verdict "a shell that crashes takes it down" "$(yes_when [ $status = 137 ])" "status $status"
+verdict "and is told in its own words" "$(yes_when only_own_words)" "$(<"$work/err")"
+verdict "nothing is left of it" "$(yes_when within 5 nothing_left)" "$(processes)"
+
+# ---- Signals, while its shell waits for lines ------------------------------------------------------------------------
+
+# ends_by SIGNAL STATUS NAME
+ends_by() {
+  open_lab
+  kill "-$1" "$script"
+  verdict "$3" "$(yes_when within 20 nothing_left)" "$(processes)" "$(ls "$work")"
+  exec 9>&-
+  wait "$script"
+  local status=$?
+  script=
+  verdict "its status tells SIG$1" "$(yes_when [ $status = "$2" ])" "status $status"
+  verdict "and bash has nothing to tell" "$(yes_when only_own_words)" "$(<"$work/err")"
+}
+
+open_lab
 kill -INT -- "-$script"
-verdict "an interrupt of the whole group takes it down" "$(yes_when within 10 nothing_left)" "$(processes)"
+verdict "an interrupt of the whole group takes it down" "$(yes_when within 20 nothing_left)" "$(processes)"
 exec 9>&-
 wait "$script"
 script=
-
-open_lab
-kill -TERM "$script"
-exec 9>&-
-verdict "so does a request to end" "$(yes_when within 10 nothing_left)" "$(processes)"
+env --default-signal=INT setsid "$lab" "$programs" <"$work/out" >/dev/null 2>"$work/err" &
+script=$!
+within 20 compgen -G "$work/span-lab.*/spand.log" >/dev/null
+kill -INT -- "-$script"
 wait "$script"
+status=$?
 script=
+verdict "one that is not up yet ends, too" "$(yes_when [ $status = 130 ])" "status $status" "$(<"$work/err")"
+verdict "nothing of it is left" "$(yes_when within 20 nothing_left)" "$(processes)"
+ends_by TERM 143 "so does a request to end"
+ends_by HUP 129 "and the end of its terminal"
 
 open_lab
+disown "$script"
 kill -KILL "$script"
+verdict "killed, it takes its processes along" "$(yes_when within 20 nothing_runs)" "$(processes)"
 exec 9>&-
-verdict "killed, it takes its processes along" "$(yes_when within 10 nothing_runs)" "$(processes)"
 script=
+mkdir "$work/span-lab.other"
+ln -s "$work" "$work/span-lab.link"
+"$lab" "$programs" -- -c 'show vsan' >"$work/out" 2>"$work/err"
+verdict "the next one removes what it left" "$(yes_when [ "$(cd "$work" && echo span-lab*)" = 'span-lab.link span-lab.other' ])" \
+  "$(ls "$work")" "$(<"$work/err")"
 rm -rf "$work"/span-lab*
+
+# ---- Several at once -------------------------------------------------------------------------------------------------
+
+open_lab
+mkdir "$work/bin"
+# shellcheck disable=SC2016
+printf '#!/bin/bash\n[ "${!#}" = /proc/net/udp ] || exec %s "$@"\nexit 1\n' "$(type -P grep)" >"$work/bin/grep"
+chmod +x "$work/bin/grep"
+PATH=$work/bin:$PATH "$lab" "$programs" -- -c 'show vsan' >"$work/second" 2>&1
+status=$?
+verdict "a port that is gone when it is needed: the next one" "$(yes_when [ $status = 0 ])" "$(<"$work/second")"
+verdict "it leaves the directory of the other one alone" "$(yes_when ask 'show vsan' '112 VSANs')" "$(<"$work/err")"
+close_lab
+labs=()
+for each in 1 2 3; do
+  "$lab" "$programs" -- -c 'show vsan' >"$work/out.$each" 2>&1 &
+  labs+=($!)
+done
+worst=0
+for each in "${labs[@]}"; do wait "$each" || worst=$?; done
+verdict "three that start together all come up" "$(yes_when [ $worst = 0 ])" "$(tail -n 4 "$work"/out.*)"
+
+# ---- On a terminal ---------------------------------------------------------------------------------------------------
+
+# on_screen TEXT KEYS: types the keys, and waits for the text.
+on_screen() {
+  printf '%b' "$2" >&9
+  within 30 grep -qsF -- "$1" "$work/screen"
+}
+
+# libedit does not free the names of keys that a program adds; a sanitized build would tell.
+rm -f "$work/in"
+mkfifo "$work/in"
+ASAN_OPTIONS=${ASAN_OPTIONS:-}:detect_leaks=0 script -qefc "$lab $programs" "$work/screen" <"$work/in" >/dev/null 2>&1 &
+script=$!
+exec 9>"$work/in"
+verdict "the shell has the terminal" "$(yes_when on_screen 'spanlab# ' '')" "$(cat -v "$work/screen")"
+on_screen 'show bogus^C' 'show bogus\003'
+verdict "Ctrl-C is a key of the shell" "$(yes_when on_screen '112 VSANs' 'show vsan\r')" "$(cat -v "$work/screen")"
+printf '\004' >&9
+wait "$script"
+status=$?
+script=
+exec 9>&-
+verdict "Ctrl-D leaves shell and lab" "$(yes_when [ $status = 0 ])" "status $status"
+verdict "and nothing of it is left" "$(yes_when within 5 nothing_left)" "$(processes)"
 
 open_lab --keep
 close_lab
