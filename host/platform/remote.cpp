@@ -5,6 +5,7 @@
 #include <map>
 #include <set>
 
+#include "host/manager/responses.h"
 #include "host/platform/state.h"
 #include "host/transport/channel.h"
 #include "host/transport/endpoints.h"
@@ -116,6 +117,7 @@ int Remote::ask(Type type, transport::Bytes body, Type expected, std::optional<A
   return answer ? 0 : EPROTO;
 }
 
+// The library believes the counts of a response. They come from another process, so they are checked.
 int Remote::exchange(const ManagerRequest& request, manager::Reply& reply) {
   const transport::Request body = {request.opcode,
                                    request.kind,
@@ -124,6 +126,7 @@ int Remote::exchange(const ManagerRequest& request, manager::Reply& reply) {
                                    {request.payload.begin(), request.payload.end()}};
   std::optional<transport::Reply> answer;
   if (const int error = ask(Type::kRequest, transport::encode(body), Type::kReply, answer)) return error;
+  if (answer->status == 0 && !manager::is_whole(request.opcode, answer->response)) return EPROTO;
   reply = {answer->status, std::move(answer->response), answer->result};
   return 0;
 }

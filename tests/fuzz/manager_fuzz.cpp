@@ -1,4 +1,5 @@
-// The SPAN manager: requests and debug functions, any bytes, one after the other on the same state.
+// The SPAN manager: requests and debug functions, any bytes, one after the other on the same state; and what is said to
+// be its responses.
 #include <array>
 #include <cstdlib>
 #include <iterator>
@@ -6,6 +7,7 @@
 #include <string_view>
 
 #include "host/manager/manager.h"
+#include "host/manager/responses.h"
 #include "tests/fuzz/input.h"
 #include "tests/fuzz/switch.h"
 
@@ -39,6 +41,13 @@ void request(manager::Manager& manager, Input& input) {
   const Bytes payload = any_payload(input);
   const manager::Reply reply = manager.handle(opcode, kind, payload);
   require(reply.response.empty() == (reply.status != 0));
+  require(reply.status != 0 || manager::is_whole(opcode, reply.response));
+}
+
+// What is said to be a response may be any bytes.
+void receive(Input& input) {
+  const uint32_t opcode = any_opcode(input);
+  manager::is_whole(opcode, any_payload(input));
 }
 
 void dump(const manager::Manager& manager, Input& input) {
@@ -63,10 +72,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Input input(data, size);
   manager::Manager manager(chassis);
   while (!input.empty()) {
-    if (input.byte() < 0xD0) {
+    const uint8_t what = input.byte();
+    if (what < 0xD0) {
       request(manager, input);
-    } else {
+    } else if (what < 0xF0) {
       dump(manager, input);
+    } else {
+      receive(input);
     }
   }
   tell(manager);

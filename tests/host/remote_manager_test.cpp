@@ -2,6 +2,8 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <chrono>
 
@@ -40,7 +42,7 @@ TEST_F(Remote, CarriesRequestsWithWhoAsks) {
   ASSERT_EQ(process->asked().size(), 1u);
   EXPECT_EQ(process->asked()[0].type, Type::kRequest);
   EXPECT_EQ(transport::decode<transport::Request>(process->asked()[0].body),
-            (transport::Request{2001, 3, "ann", std::nullopt, {1, 2, 3}}));
+            (transport::Request{kPlainOpcode, 3, "ann", std::nullopt, {1, 2, 3}}));
 }
 
 TEST_F(Remote, PassesOnWhatTheManagerRefuses) {
@@ -64,10 +66,11 @@ TEST_F(Remote, KnowsOfARefusalInsideAnAnswer) {
 }
 
 TEST_F(Remote, CarriesLongMessagesBothWays) {
-  const Bytes longest(1 << 20, 0x5A);
+  Bytes longest(1 << 20, 0x5A);
+  std::ranges::copy(std::to_array<uint8_t>({0, 1, 0xFF, 0xFF}), longest.begin() + 4);  // results of ports
   const auto process = manager(reply(0, 0, longest));
   connect();
-  EXPECT_EQ(request(VEX_KIND_QUERY, Bytes(3 << 20, 1), longest.size()).response, longest);
+  EXPECT_EQ(request(VEX_KIND_QUERY, Bytes(3 << 20, 1), longest.size(), 2014).response, longest);
   EXPECT_EQ(transport::decode<transport::Request>(process->asked()[0].body)->payload, Bytes(3 << 20, 1));
 }
 

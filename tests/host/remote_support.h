@@ -164,11 +164,15 @@ class Remote : public testing::Test {
     Bytes response;
   };
 
-  static Outcome request(uint32_t kind = VEX_KIND_QUERY, Bytes payload = {1, 2, 3}, size_t room = 0) {
+  // Any 4 bytes are a response to kPlainOpcode.
+  static constexpr uint32_t kPlainOpcode = 2004;
+
+  static Outcome request(uint32_t kind = VEX_KIND_QUERY, Bytes payload = {1, 2, 3}, size_t room = 0,
+                         uint32_t opcode = kPlainOpcode) {
     void* response = nullptr;
     auto length = static_cast<uint32_t>(payload.size());
     const uint32_t status =
-        vex_req_resp(2001, kind, payload.data(), &response, &length, "ann", nullptr, 68, host::switch_queue(), 35);
+        vex_req_resp(opcode, kind, payload.data(), &response, &length, "ann", nullptr, 68, host::switch_queue(), 35);
     Outcome outcome = {status, status == VEX_TRANSPORT_FAILED ? quill_errno_get(host::switch_queue()) : 0, {}};
     const auto* const bytes = static_cast<const uint8_t*>(response);
     if (bytes != nullptr) outcome.response.assign(bytes, bytes + room);
