@@ -54,7 +54,7 @@ const char* transport_error_text(uint32_t error) {
     case ECONNRESET:
       return "the connection was lost: whether the request was carried out is not known";
     case EINTR:
-      return "interrupted";
+      return "interrupted: whether the request was carried out is not known";
     case EACCES:
     case EPERM:
       return "this user may not use the service";

@@ -9,7 +9,7 @@ namespace host {
 namespace {
 
 constexpr Status kStatuses[] = {
-    // A failed exchange leaves the manager's status at 0, and its text is told then: it must not claim success.
+    // Asked for where nothing has failed: it must not claim success.
     {0, "SPAN_OK", "no error was reported"},
     {kNoMemory, "SPAN_E_NO_MEMORY", "out of memory"},
     {0x40290000, "SPAN_E_BAD_ARGUMENT", "a needed argument is missing"},
@@ -56,6 +56,13 @@ const char* number_text(uint32_t code) {
   return text;
 }
 
+// What is known of an exchange that failed, when the library has no more than that to tell; null when none has.
+const char* text_of_failure(Switch& here, uint32_t status) {
+  if (here.outcome != Outcome::kUnreachable || (status != 0 && status != kTransportFailed)) return nullptr;
+  here.failure_told = true;
+  return transport_error_text(static_cast<uint32_t>(here.transport_error));
+}
+
 }  // namespace
 
 std::span<const Status> platform_statuses() { return kStatuses; }
@@ -67,10 +74,14 @@ const Status* find_status(uint32_t code) {
 
 }  // namespace host
 
-// What the library wants a text for, it tells.
+// What the library wants a text for, it tells. A failed exchange leaves it without a status of the manager, at 0.
 const char* syserr2str(uint32_t status) {
   host::Switch* const here = host::running();
-  if (here != nullptr && status != 0 && status == here->unhandled) here->failure_told = true;
+  if (here != nullptr) {
+    if (const char* const text = host::text_of_failure(*here, status)) return text;
+    if (status == 0) status = here->unhandled;
+    if (status != 0 && status == here->unhandled) here->failure_told = true;
+  }
   const host::Status* known = host::find_status(status);
   return known != nullptr ? known->text : host::number_text(status);
 }

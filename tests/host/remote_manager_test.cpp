@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 
+#include "platform/syserr.h"
 #include "platform/tarn.h"
 #include "tests/host/remote_support.h"
 
@@ -154,6 +155,28 @@ TEST_F(Remote, NeverRepeatsARequestThatWasCutOff) {
   EXPECT_EQ(transport::decode<transport::Request>(process->asked()[0].body)->payload, Bytes{7});
 }
 
+// The library has no status of a failed exchange; it asks for the text of 0, or of the failure.
+TEST_F(Remote, HasTheLibraryTellWhyAnExchangeFailed) {
+  std::unique_ptr<Process> process;
+  process = manager([&](const Message&, const Responder&) { process->die(); });
+  connect();
+  EXPECT_STREQ(syserr2str(0), "no error was reported");
+  const uint32_t status = request(VEX_KIND_CHANGE).status;
+  EXPECT_STREQ(syserr2str(status), "the connection was lost: whether the request was carried out is not known");
+  EXPECT_STREQ(syserr2str(0), "the connection was lost: whether the request was carried out is not known");
+  EXPECT_EQ(host::untold_failure(), "");
+  host::reset_outcome();
+  EXPECT_STREQ(syserr2str(0), "no error was reported");
+}
+
+TEST_F(Remote, HasTheLibraryTellWhatTheManagerRefusedAsAWhole) {
+  const auto process = manager(reply(kStandby, kStandby, {}));
+  connect();
+  EXPECT_EQ(request(VEX_KIND_CHANGE).status, kStandby);
+  EXPECT_STREQ(syserr2str(0), "SPAN manager is a stateless standby");
+  EXPECT_EQ(host::untold_failure(), "");
+}
+
 TEST_F(Remote, FindsTheManagerAgainAfterItsRestart) {
   auto process = manager(reply(0, 0, {1, 1, 1, 1}));
   connect();
@@ -217,7 +240,7 @@ TEST_F(Remote, InterruptsEndWaitsUntilTheyAreCleared) {
   });
   EXPECT_LT(milliseconds_of([&] { EXPECT_EQ(request().error, uint32_t{EINTR}); }), 5000);
   key.join();
-  EXPECT_EQ(host::failure(), "SPAN manager: interrupted");
+  EXPECT_EQ(host::failure(), "SPAN manager: interrupted: whether the request was carried out is not known");
   answers = true;
   EXPECT_LT(milliseconds_of([&] { EXPECT_EQ(request().error, uint32_t{EINTR}); }), 5000);
   EXPECT_EQ(process->asked().size(), 1u);

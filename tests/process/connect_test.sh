@@ -189,6 +189,7 @@ sleep 0.3
 end "$manager"
 within 10 grep -q 'the connection was lost: whether the request was carried out is not known' "$work/out" "$work/err"
 seen 'killed in a command: told in words' $?
+verdict 'and nothing else' "$(grep -q 'no error was reported' "$work/out" "$work/err" || echo yes)" "$(tail -n 3 "$work/out")"
 start_manager
 type_line 'show span session 14' 'Session 14 is not configured'
 seen 'and not repeated' $?
@@ -286,8 +287,9 @@ stop_manager
 manager=$!
 within 10 test -S "$work/run/standby.sock"
 standby='SPAN manager is a stateless standby'
-check 'a standby manager refuses, in words' 1 '*' "spansh: $standby
-spansh: $standby" "$work/run/standby.sock" -c configure -c 'span session 15' -c 'show span max-queued-packets'
+check 'a standby manager refuses, in words' 1 "$standby
+command show drop-threshold failed: *" "spansh: $standby" \
+  "$work/run/standby.sock" -c configure -c 'span session 15' -c 'show span max-queued-packets'
 check 'and shows no table' 1 '' "spansh: $standby" "$work/run/standby.sock" -c 'show interface brief'
 check 'nor a session' 1 "$standby" '' "$work/run/standby.sock" -c 'show span session'
 check 'nor a running configuration' 1 '' "spansh: $standby" "$work/run/standby.sock" -c 'show running-config'
