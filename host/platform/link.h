@@ -3,7 +3,9 @@
 #ifndef HOST_PLATFORM_LINK_H
 #define HOST_PLATFORM_LINK_H
 
+#include <chrono>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string_view>
 #include <vector>
@@ -38,6 +40,9 @@ class Link {
 
   // A new command begins: services that let the one before wait in vain are waited for again.
   virtual void begin_command() {}
+
+  // From now on all waits end when that much time has passed; with nothing, each one has its own time again.
+  virtual void hurry(std::optional<std::chrono::milliseconds> /*time*/) {}
 };
 
 }  // namespace host

@@ -1,6 +1,8 @@
 // The switch as processes: the SPAN manager and the services of its modules, each behind a socket.
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <map>
 #include <set>
@@ -13,6 +15,7 @@
 namespace host {
 namespace {
 
+using Clock = std::chrono::steady_clock;
 using transport::Message;
 using transport::Milliseconds;
 using transport::Type;
@@ -53,6 +56,7 @@ class Remote : public Link {
            uint32_t& token) override;
   int receive(uint32_t token, std::vector<uint8_t>& answer) override;
   void begin_command() override { silent_.clear(); }
+  void hurry(std::optional<Milliseconds> time) override;
 
  private:
   // A message that waits for its answer.
@@ -63,8 +67,9 @@ class Remote : public Link {
 
   transport::Channel channel(const std::string& path) const { return {path, program_, interrupt()}; }
   transport::Channel& node(uint32_t address);
-  Milliseconds request_wait() const { return Milliseconds(waits_.request_ms); }
-  Milliseconds message_wait() const { return Milliseconds(waits_.message_ms); }
+  Milliseconds request_wait() const { return wait_of(waits_.request_ms); }
+  Milliseconds message_wait() const { return wait_of(waits_.message_ms); }
+  Milliseconds wait_of(uint32_t milliseconds) const;
 
   int check_switch();
   template <class Answer>
@@ -79,6 +84,7 @@ class Remote : public Link {
   std::map<uint32_t, transport::Channel> nodes_;  // by address
   std::map<uint32_t, Awaited> awaited_;           // by token
   uint32_t last_token_ = 0;
+  std::optional<Clock::time_point> end_;  // of all waits, when they have to hurry
 
   // Those that let a message wait in vain. A scan of the chassis asks some of them for each of its slots; it waits
   // once.
@@ -89,6 +95,15 @@ transport::Channel& Remote::node(uint32_t address) {
   const auto at = nodes_.find(address);
   if (at != nodes_.end()) return at->second;
   return nodes_.emplace(address, channel(transport::node_socket(endpoint_.run_directory, address))).first->second;
+}
+
+void Remote::hurry(std::optional<Milliseconds> time) {
+  end_ = time ? std::optional(Clock::now() + *time) : std::nullopt;
+}
+
+Milliseconds Remote::wait_of(uint32_t milliseconds) const {
+  const Milliseconds usual(milliseconds);
+  return end_ ? std::clamp(std::chrono::ceil<Milliseconds>(*end_ - Clock::now()), Milliseconds(0), usual) : usual;
 }
 
 // ---- The manager -----------------------------------------------------------------------------------------------------
@@ -187,12 +202,11 @@ int Remote::receive(uint32_t token, std::vector<uint8_t>& answer) {
 
 // ---- Connecting ------------------------------------------------------------------------------------------------------
 
-std::string file_name(const std::string& path) { return path.substr(path.rfind('/') + 1); }
-
 // Why there is no welcome, in one line.
 std::string not_welcome(const transport::Endpoint& endpoint, int error) {
   const std::string manager = "the SPAN manager of " + endpoint.run_directory;
-  const std::string how = " (" + file_name(endpoint.manager) + ": " + std::strerror(error) + ")";
+  const std::string file = endpoint.manager.substr(endpoint.manager.rfind('/') + 1);
+  const std::string how = " (" + file + ": " + std::strerror(error) + ")";
   switch (error) {
     case EACCES:
     case EPERM:

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <stdexcept>
 
 #include "host/platform/state.h"
@@ -14,6 +15,7 @@ namespace {
 std::unique_ptr<Switch> the_switch;
 
 constexpr uint32_t kQueue = 0x51;
+constexpr std::chrono::milliseconds kGlance(500);
 
 Switch& started() {
   if (the_switch == nullptr) throw std::logic_error("the switch is not started");
@@ -39,6 +41,18 @@ void reset_outcome() {
   here.unhandled = 0;
   here.failure_told = false;
   here.link->begin_command();
+}
+
+Glance::Glance() : debug_output_(debug_output()) {
+  clear_interrupt();  // that of the last command
+  set_debug_output(false);
+  started().link->hurry(kGlance);
+}
+
+Glance::~Glance() {
+  started().link->hurry(std::nullopt);
+  set_debug_output(debug_output_);
+  reset_outcome();
 }
 
 Outcome outcome() { return started().outcome; }

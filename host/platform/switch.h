@@ -41,6 +41,19 @@ bool has_switch();
 void interrupt_switch() noexcept;
 void clear_interrupt();
 
+// A look at the switch between two commands, while the operator types. As long as it lives, nothing that is asked is
+// told as debug output, all of it together waits for half a second at most, and in the end there is no outcome.
+class Glance {
+ public:
+  Glance();
+  ~Glance();
+  Glance(const Glance&) = delete;
+  Glance& operator=(const Glance&) = delete;
+
+ private:
+  bool debug_output_;  // as it was before
+};
+
 const chassis::Chassis& switch_chassis();
 
 // The message-queue handle to put into command records; never 0.

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "host/manager/dump_ids.h"
+#include "host/shell/existing.h"
 #include "host/shell/show.h"
 
 namespace shell {
@@ -49,6 +50,9 @@ std::vector<std::string> Completer::values(Kind kind) const {
     case Kind::kTest:
       for (uint32_t test = 0; test <= manager::kLastTest; ++test) values.push_back(std::to_string(test));
       break;
+    case Kind::kExistingSession:
+      if (const auto sessions = existing_sessions(role_)) return *sessions;
+      [[fallthrough]];
     case Kind::kSession:
       for (int session = 1; session <= SPAN_SESSIONS; ++session) values.push_back(std::to_string(session));
       break;
@@ -102,7 +106,9 @@ Completion Completer::complete(std::string_view line, Mode mode) const {
       if (complete_range(line, completion)) continue;
     }
     const std::string_view typed = line.substr(completion.column);
-    std::ranges::copy_if(values(word->kind), std::back_inserter(completion.candidates),
+    const bool exists = word->kind == Kind::kSession && expected.negated;
+    std::ranges::copy_if(values(exists ? Kind::kExistingSession : word->kind),
+                         std::back_inserter(completion.candidates),
                          [=](const std::string& value) { return value.starts_with(typed); });
   }
   return completion;

@@ -24,7 +24,8 @@ class Completer {
   Completer(const chassis::Chassis& chassis, const chassis::Role& role, const Parser& parser)
       : chassis_(chassis), role_(role), parser_(parser), values_(chassis) {}
 
-  // Keywords, session numbers, and the interfaces and VSANs that there are and that the operator may see.
+  // Keywords, and the sessions, interfaces and VSANs that there are and that the operator may see. Where a session may
+  // be a new one, or the manager does not tell them, it is every session number.
   Completion complete(std::string_view line, Mode mode) const;
 
   // The expected words that the end of the line may be: keywords that begin so, and values.

@@ -39,6 +39,7 @@ constexpr Form hidden(Form form) {
 // ---- Values ---------------------------------------------------------------------------------------------------------
 
 constexpr Word kSessionNumber = value("SESSION", "session number (1 to 16)", Kind::kSession, kSessionToken);
+constexpr Word kExistingSession = value("SESSION", "session number (1 to 16)", Kind::kExistingSession, kSessionToken);
 constexpr Word kOneInterface =
     value("INTERFACE", "interface (like fc1/1 or port-channel 3)", Kind::kInterface, kInterfaceToken);
 constexpr Word kSources =
@@ -193,20 +194,26 @@ constexpr Form kForms[] = {
             {kSource, kSourceInterface, kSources, kDirection, kEmptyFilter, kFilterVsan, kTrafficType, kTrafficTypes},
             span_cli_set_src_config_if_dir_traffic_type}),
 
-    {Mode::kEvery, No::kNever, {kShow, kShowSpan, kShowSession, optional(kSessionNumber)}, span_cli_show_session_info},
     {Mode::kEvery,
      No::kNever,
-     {kShow, kShowSpan, kShowSession, optional(kSessionNumber), kBrief},
+     {kShow, kShowSpan, kShowSession, optional(kExistingSession)},
+     span_cli_show_session_info},
+    {Mode::kEvery,
+     No::kNever,
+     {kShow, kShowSpan, kShowSession, optional(kExistingSession), kBrief},
      span_cli_show_session_info_brief},
     {Mode::kEvery, No::kNever, {kShow, kShowSpan, kEventHistory}, Builtin::kShowEvents},
     {Mode::kEvery, No::kNever, {kShow, kShowSpan, kShowMaxQueued}, span_cli_get_drop_threshold},
     {Mode::kEvery, No::kNever, {kShow, kShowSpan, kDropCounters}, span_cli_get_drop_counters},
-    {Mode::kEvery, No::kNever, {kShow, kShowSpan, kInternal, kInfo, kOfSession, kSessionNumber}, span_cli_dump_session},
+    {Mode::kEvery,
+     No::kNever,
+     {kShow, kShowSpan, kInternal, kInfo, kOfSession, kExistingSession},
+     span_cli_dump_session},
     {Mode::kEvery, No::kNever, {kShow, kShowSpan, kInternal, kInfo, kOfInterface, kOneInterface}, span_cli_dump_if},
     {Mode::kEvery, No::kNever, {kShow, kShowSpan, kInternal, kInfo, optional(kInfoGlobal)}, span_cli_dump_global_info},
     {Mode::kEvery,
      No::kNever,
-     {kShow, kShowSpan, kInternal, kEventLogs, kOfSession, kSessionNumber},
+     {kShow, kShowSpan, kInternal, kEventLogs, kOfSession, kExistingSession},
      span_cli_eventlog_session},
     {Mode::kEvery,
      No::kNever,
@@ -216,7 +223,7 @@ constexpr Form kForms[] = {
     {Mode::kEvery, No::kNever, {kShow, kShowSpan, kInternal, kMemory, optional(kDetail)}, span_cli_dump_memstats},
     {Mode::kEvery,
      No::kNever,
-     {kShow, kShowSpan, kInternal, kAll, kOfSession, kSessionNumber},
+     {kShow, kShowSpan, kInternal, kAll, kOfSession, kExistingSession},
      span_cli_int_all_session},
     {Mode::kEvery, No::kNever, {kShow, kShowSpan, kInternal, kAll, kOfInterface, kOneInterface}, span_cli_int_all_if},
     {Mode::kEvery, No::kNever, {kShow, kShowTunnel, kTunnelInterface, kOneInterface}, show_rspan_tunnel},

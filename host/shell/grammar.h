@@ -25,7 +25,17 @@ enum class Mode : uint8_t {
 };
 
 // What stands at a place of a form.
-enum class Kind : uint8_t { kKeyword, kSession, kInterface, kInterfaceRanges, kVsanRange, kPackets, kTest, kFile };
+enum class Kind : uint8_t {
+  kKeyword,
+  kSession,
+  kExistingSession,  // of a command that has nothing to do with any other
+  kInterface,
+  kInterfaceRanges,
+  kVsanRange,
+  kPackets,
+  kTest,
+  kFile,
+};
 
 // Token ids that no handler tests: it finds these tokens by their position. Those of keywords that say what to dump
 // travel on to the manager (host/manager/dump_ids.h).

@@ -29,6 +29,7 @@ uint32_t value_type(const Word& word) {
     case Kind::kKeyword:
       return word.number ? uint32_t{SPAN_VALUE_NUMBER} : uint32_t{kNoValue};
     case Kind::kSession:
+    case Kind::kExistingSession:
     case Kind::kPackets:
     case Kind::kTest:
       return SPAN_VALUE_NUMBER;
@@ -206,7 +207,10 @@ std::variant<Command, Problem> Walk::finish() const {
   return missing;
 }
 
-Expectation Walk::expectation() const { return {at_.column(), offered_words(choices()), may_end()}; }
+Expectation Walk::expectation() const {
+  const bool negated = std::ranges::all_of(paths_, &Path::negated);
+  return {at_.column(), offered_words(choices()), may_end(), negated};
+}
 
 std::string_view without_trailing_blanks(std::string_view line) {
   while (!line.empty() && Cursor::is_blank(line.back())) line.remove_suffix(1);

@@ -28,6 +28,7 @@ struct Expectation {
   size_t column;                   // where the last, maybe unfinished word begins
   std::vector<const Word*> words;  // each text once
   bool complete = false;           // the line up to `column` is a command
+  bool negated = false;            // its first word is "no"
 };
 
 class Parser {

@@ -123,6 +123,7 @@ ValueReader::ValueReader(const chassis::Chassis& chassis) : chassis_(chassis) {
 std::optional<Value> ValueReader::read(Kind kind, Cursor& at, Problem& problem) const {
   switch (kind) {
     case Kind::kSession:
+    case Kind::kExistingSession:
       return read_number(at, problem, "a session number is ", 1, SPAN_SESSIONS);
     case Kind::kPackets:
       return read_number(at, problem, "a number of packets is ", manager::kMinThreshold, manager::kMaxThreshold);

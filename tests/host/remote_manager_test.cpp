@@ -248,6 +248,33 @@ TEST_F(Remote, InterruptsEndWaitsUntilTheyAreCleared) {
   EXPECT_EQ(request().status, 0u);
 }
 
+// ---- Glances ----------------------------------------------------------------------------------------------------------
+
+TEST_F(Remote, IsShortlyWaitedForAtAGlance) {
+  std::atomic<bool> answers = false;
+  const auto process = manager([&](const Message& message, const Responder& answer) {
+    if (answers) reply(0, 0, {1, 1, 1, 1})(message, answer);
+  });
+  connect({60'000, 60'000});
+  host::interrupt_switch();
+  host::set_debug_output(true);
+  testing::internal::CaptureStderr();
+  const long waited = milliseconds_of([&] {
+    const host::Glance glance;
+    for (int i = 0; i < 16; ++i) EXPECT_EQ(request().error, uint32_t{ETIMEDOUT});
+  });
+  answers = true;
+  EXPECT_GE(waited, 500);
+  EXPECT_LT(waited, 20'000);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(host::outcome(), host::Outcome::kDone);
+  EXPECT_EQ(host::failure(), "");
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(request().status, 0u);
+  EXPECT_NE(testing::internal::GetCapturedStderr(), "");
+  host::set_debug_output(false);
+}
+
 // ---- Standby ---------------------------------------------------------------------------------------------------------
 
 TEST_F(Remote, ConnectsToAStandbyManagerThatRefusesAll) {

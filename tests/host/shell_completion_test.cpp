@@ -3,6 +3,7 @@
 
 #include <random>
 
+#include "host/shell/session.h"
 #include "tests/host/shell_support.h"
 
 namespace shell {
@@ -13,6 +14,11 @@ using Texts = std::vector<std::string>;
 class ShellCompletion : public ShellTest {
  protected:
   Texts offers(std::string_view line, Mode mode = Mode::kSpan) { return completer_.complete(line, mode).candidates; }
+  void create(std::initializer_list<int> numbers) {
+    Session session(chassis(), {"ann", role("operator")});
+    session.run("configure");
+    for (const int number : numbers) session.run("span session " + std::to_string(number));
+  }
   size_t column(std::string_view line, Mode mode = Mode::kSpan) { return completer_.complete(line, mode).column; }
 
   const Parser parser_{chassis()};
@@ -45,6 +51,27 @@ TEST_F(ShellCompletion, SessionNumbers) {
   EXPECT_EQ(offers("span session ").size(), 16u);
   EXPECT_EQ(offers("span session 1"), (Texts{"1", "10", "11", "12", "13", "14", "15", "16"}));
   EXPECT_EQ(offers("show span session b"), Texts{"brief"});
+}
+
+TEST_F(ShellCompletion, SessionsThatExistWhereOneIsNeeded) {
+  create({2, 12, 13});
+  EXPECT_EQ(offers("no span session "), (Texts{"2", "12", "13"}));
+  EXPECT_EQ(offers("no span session 1"), (Texts{"12", "13"}));
+  EXPECT_EQ(offers("show span session "), (Texts{"2", "12", "13", "brief"}));
+  EXPECT_EQ(offers("show span internal info session "), (Texts{"2", "12", "13"}));
+  EXPECT_EQ(offers("span session ").size(), 16u);
+  EXPECT_EQ(offers("show span session 3"), Texts{});
+}
+
+TEST_F(ShellCompletion, EverySessionWhenTheManagerDoesNotTell) {
+  create({2});
+  host::set_manager_reachable(false);
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(offers("no span session ").size(), 16u);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+  EXPECT_EQ(host::outcome(), host::Outcome::kDone);
 }
 
 TEST_F(ShellCompletion, InterfacesOfTheSwitch) {
@@ -92,6 +119,11 @@ TEST_F(ShellCompletion, OnlyWhatTheRoleMaySee) {
   EXPECT_EQ(guest_.complete("destination interface ", Mode::kSpan).candidates,
             (Texts{"fc1/1", "fc1/2", "fc1/3", "fc1/4"}));
   EXPECT_EQ(guest_.complete("source vsan ", Mode::kSpan).candidates.size(), 5u);
+  create({2, 3});
+  Session session(chassis(), {"ann", role("operator")});
+  for (const char* const line : {"configure", "span session 2", "source vsan 7"}) session.run(line);
+  EXPECT_EQ(offers("no span session "), (Texts{"2", "3"}));
+  EXPECT_EQ(guest_.complete("no span session ", Mode::kSpan).candidates, Texts{"3"});
 }
 
 TEST_F(ShellCompletion, NothingForNumbersWithoutAList) {
@@ -102,6 +134,7 @@ TEST_F(ShellCompletion, NothingForNumbersWithoutAList) {
 
 // From word to word by offers alone, until there are none. What has no list is typed.
 TEST_F(ShellCompletion, OffersLeadToCommands) {
+  create({4, 11});
   std::minstd_rand random(1);
   for (int walk = 0; walk < 500; ++walk) {
     std::string line;

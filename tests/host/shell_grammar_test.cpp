@@ -19,6 +19,7 @@ std::string sample(const Word& word) {
     case Kind::kKeyword:
       return std::string(word.text);
     case Kind::kSession:
+    case Kind::kExistingSession:
       return "16";
     case Kind::kInterface:
       return "port-channel 3";

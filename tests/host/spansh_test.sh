@@ -214,6 +214,7 @@ shows 'the line before comes back' 'Session 5 is not configured' '\020\r'
 shows 'caret under the word' '^ expected span, rspan-tunnel, running-config, interface, vsan or roles' 'show bogus\r'
 shows 'modes' 'spanlab(config-span)# ' 'configure\rspan session 1\r'
 shows 'interfaces complete' 'svc 2/1 (mgmt), ' 'source interface sv\t\rshow span session 1\r'
+shows 'TAB knows the sessions' 'Session 1 is not configured' 'no span session \t\rshow span session 1\r'
 printf '\004' >&3
 wait $terminal
 status=$?
