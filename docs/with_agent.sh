@@ -9,25 +9,15 @@ root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 work=$(mktemp -d)
 pids=()
 finish() {
-  [ ${#pids[@]} = 0 ] || kill "${pids[@]}" || true
+  [ ${#pids[@]} = 0 ] || kill "${pids[@]}" 2>/dev/null || true
   wait
   rm -rf "$work"
 }
 trap finish EXIT
 
-port=$((20000 + $$ % 20000))
-while grep -qi ":$(printf '%04X' $port) " /proc/net/udp; do port=$((port + 1)); done
 export SNMPCONFPATH=$work SNMP_PERSISTENT_DIR=$work
 export MIBDIRS MIBS=PORT-MIRROR-MIB
 MIBDIRS=$(dpkg -L erlang-snmp | sed -n 's|/SNMPv2-SMI\.mib$||p'):$root/host/agent
-echo "defaultPort $port" >"$work/snmp.conf"
-cat >"$work/snmpd.conf" <<END
-agentaddress udp:127.0.0.1:$port
-rocommunity public 127.0.0.1
-rwcommunity private 127.0.0.1
-master agentx
-agentXSocket $work/agentx.sock
-END
 
 # within_10_seconds COMMAND...: until it succeeds.
 within_10_seconds() {
@@ -40,9 +30,28 @@ within_10_seconds() {
   exit 1
 }
 
-MIBS='' snmpd -f -C -c "$work/snmpd.conf" -Lo -I -smux >"$work/snmpd.log" 2>&1 &
-pids+=($!)
-within_10_seconds test -S "$work/agentx.sock"
+# It serves, or somebody else has its port.
+is_settled() { [ -S "$work/agentx.sock" ] || grep -q "open.*udp:127.0.0.1:$port" "$work/snmpd.log"; }
+
+# start_snmpd PORT: false when the port is not free.
+start_snmpd() {
+  port=$1
+  echo "defaultPort $port" >"$work/snmp.conf"
+  cat >"$work/snmpd.conf" <<END
+agentaddress udp:127.0.0.1:$port
+rocommunity public 127.0.0.1
+rwcommunity private 127.0.0.1
+master agentx
+agentXSocket $work/agentx.sock
+END
+  MIBS='' snmpd -f -C -c "$work/snmpd.conf" -Lo -I -smux >"$work/snmpd.log" 2>&1 &
+  pids+=($!)
+  within_10_seconds is_settled
+  [ -S "$work/agentx.sock" ]
+}
+
+port=$((20000 + $$ * 8 % 20000))
+until start_snmpd "$port"; do port=$((port + 1)); done
 "$programs/span-agent" --embedded --startup "$root/examples/startup.span" --agentx "$work/agentx.sock" \
   >"$work/agent.log" 2>&1 &
 pids+=($!)

@@ -10,10 +10,15 @@ agent_options=(--poll 200)
 
 # A line for each notification.
 start_snmptrapd() {
+  until try_snmptrapd; do trap_port=$(free_port $((trap_port + 1))); done
+}
+
+try_snmptrapd() {
   echo 'authCommunity log public' >"$work/snmptrapd.conf"
   MIBDIRS=$modules:$mibs start snmptrapd snmptrapd -f -C -c "$work/snmptrapd.conf" -m PORT-MIRROR-MIB -OQ -Lf "$received" \
     -F '%v\n' "udp:127.0.0.1:$trap_port"
-  needed 10 port_is_taken "$trap_port"
+  needed 10 settled "$trap_port" "$received" grep -qs NET-SNMP "$received"
+  grep -q NET-SNMP "$received"
 }
 
 # news: what was received of the switch since the last look was over, "NAME, OBJECT = VALUE, ...".

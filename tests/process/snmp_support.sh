@@ -74,11 +74,19 @@ start_cards() {
   needed 10 log_has cards serving
 }
 
-snmp_port=$(free_port $((20000 + $$ % 20000)))
+snmp_port=$(free_port $((20000 + $$ * 8 % 20000)))
 trap_port=$(free_port $((snmp_port + 1)))
+
+# settled PORT LOG COMMAND...: it succeeds, or somebody else was quicker at the port, as the log tells.
+settled() { "${@:3}" || grep -qs "open.*udp:127.0.0.1:$1" "$2"; }
 
 # snmpd has objects of its own left away but for those that every agent has.
 start_snmpd() {
+  until try_snmpd; do snmp_port=$(free_port $((snmp_port + 1))); done
+}
+
+try_snmpd() {
+  rm -f "$work/agentx.sock"
   cat >"$work/snmpd.conf" <<END
 agentaddress udp:127.0.0.1:$snmp_port
 rocommunity public 127.0.0.1
@@ -88,7 +96,8 @@ agentXSocket $work/agentx.sock
 trap2sink 127.0.0.1:$trap_port public
 END
   MIBS='' start snmpd snmpd -f -C -c "$work/snmpd.conf" -Lo -I -smux
-  needed 10 test -S "$work/agentx.sock"
+  needed 10 settled "$snmp_port" "$work/snmpd.log" test -S "$work/agentx.sock"
+  test -S "$work/agentx.sock"
 }
 
 # Waits until it serves, once more than before.
