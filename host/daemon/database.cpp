@@ -83,6 +83,12 @@ void Query::check(int result) const {
   if (result != SQLITE_OK) database_.fail();
 }
 
+uint32_t number_of(const Query& query, int column, uint32_t first, uint32_t last) {
+  const int64_t number = query.number(column);
+  if (number < first || number > last) throw DatabaseError(std::to_string(number) + " is out of range");
+  return static_cast<uint32_t>(number);
+}
+
 Transaction::Transaction(Database& database) : database_(database) { database_.run("BEGIN IMMEDIATE"); }
 
 // Some failures have rolled it back already.

@@ -75,6 +75,9 @@ class Query {
   std::unique_ptr<sqlite3_stmt, Finalize> statement_;
 };
 
+// A column whose range is not left to the database's own checks: one that is only read does not see to them.
+uint32_t number_of(const Query& query, int column, uint32_t first = 0, uint32_t last = UINT32_MAX);
+
 // All or nothing: rolled back unless it comes to its commit().
 class Transaction {
  public:

@@ -1,77 +1,21 @@
 #include "host/daemon/store.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
 
-#include "host/manager/vsan_text.h"
+#include "host/daemon/tables.h"
 
 namespace spand {
 namespace {
 
 using manager::Config;
-using manager::Session;
-using manager::Sources;
-using manager::Vsans;
-
-constexpr int64_t kApplication = 0x5350414E;
-constexpr int64_t kVersion = 1;
-
-constexpr char kSchema[] = R"(
-PRAGMA application_id = 0x5350414E;
-PRAGMA user_version = 1;
-BEGIN;
-CREATE TABLE setting (
-  name TEXT PRIMARY KEY CHECK (name = 'drop threshold'),
-  value INTEGER NOT NULL CHECK (value BETWEEN 0 AND 4294967295)
-) STRICT;
-CREATE TABLE port_mode (
-  interface INTEGER PRIMARY KEY CHECK (interface BETWEEN 1 AND 4294967295),
-  mode INTEGER NOT NULL CHECK (mode IN (1, 2))
-) STRICT;
-CREATE TABLE session (
-  number INTEGER PRIMARY KEY CHECK (number BETWEEN 1 AND 16),
-  suspended INTEGER NOT NULL CHECK (suspended IN (0, 1)),
-  destination INTEGER UNIQUE CHECK (destination BETWEEN 1 AND 4294967295),
-  source_vsans TEXT NOT NULL,
-  filter_vsans TEXT NOT NULL
-) STRICT;
-CREATE TABLE source (
-  session INTEGER NOT NULL REFERENCES session ON DELETE CASCADE,
-  direction INTEGER NOT NULL CHECK (direction IN (1, 2)),
-  interface INTEGER NOT NULL CHECK (interface BETWEEN 1 AND 4294967295),
-  filter_vsans TEXT NOT NULL,
-  PRIMARY KEY (session, direction, interface)
-) STRICT, WITHOUT ROWID;
-CREATE TABLE audit (
-  number INTEGER PRIMARY KEY AUTOINCREMENT,
-  time TEXT NOT NULL DEFAULT (strftime('%Y-%m-%dT%H:%M:%fZ', 'now')),
-  requester1 TEXT NOT NULL,
-  requester2 TEXT NOT NULL,
-  uid INTEGER NOT NULL,
-  user TEXT NOT NULL,
-  pid INTEGER NOT NULL,
-  program TEXT NOT NULL,
-  opcode INTEGER NOT NULL,
-  what TEXT NOT NULL,
-  result INTEGER NOT NULL,
-  permitted INTEGER NOT NULL CHECK (permitted IN (0, 1))
-) STRICT;
-CREATE INDEX audit_by_permission ON audit (permitted, number);
-COMMIT;
-)";
 
 std::string database_path(const std::string& directory) { return directory + "/span.db"; }
-
-[[noreturn]] void refuse(const std::string& path, const std::string& why) { throw StateError(path + ": " + why); }
-[[noreturn]] void refuse_errno(const std::string& path) { refuse(path, std::strerror(errno)); }
 
 bool exists(const std::string& path) {
   struct stat facts;
@@ -98,7 +42,7 @@ void create(const std::string& directory, const std::string& path) {
   const int descriptor = open(draft.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR);
   if (descriptor == -1) refuse_errno(draft);
   close(descriptor);
-  Database(draft, Database::Access::kWrite).run(kSchema);
+  create_tables(draft);
   sync(draft);
   if (rename(draft.c_str(), path.c_str()) != 0) refuse_errno(path);
   sync(directory);
@@ -153,131 +97,7 @@ std::optional<Database> open_for_reading(const std::string& directory) {
   });
 }
 
-// ---- Reading --------------------------------------------------------------------------------------------------------
-
-Vsans vsans_of(const Query& query, int column) {
-  const std::string text = query.text(column);
-  const auto vsans = manager::parse_vsans(text);
-  if (!vsans) throw DatabaseError("'" + text.substr(0, 40) + "' are no VSANs");
-  return *vsans;
-}
-
-// A database that is only read does not see to its own checks.
-uint32_t number_of(const Query& query, int column, uint32_t first = 0, uint32_t last = UINT32_MAX) {
-  const int64_t number = query.number(column);
-  if (number < first || number > last) throw DatabaseError(std::to_string(number) + " is out of range");
-  return static_cast<uint32_t>(number);
-}
-
-Session& session_of(Config& config, const Query& query) {
-  return config.sessions[number_of(query, 0, 1, SPAN_SESSIONS) - 1];
-}
-
-void read_sessions(Database& database, Config& config) {
-  Query query(database, "SELECT number, suspended, destination, source_vsans, filter_vsans FROM session");
-  while (query.next()) {
-    Session& session = session_of(config, query);
-    session.configured = true;
-    session.suspended = number_of(query, 1, 0, 1) != 0;
-    session.destination = number_of(query, 2);
-    session.source_vsans = vsans_of(query, 3);
-    session.filter = vsans_of(query, 4);
-  }
-}
-
-void read_sources(Database& database, Config& config) {
-  Query query(database, "SELECT session, direction, interface, filter_vsans FROM source");
-  while (query.next()) {
-    Session& session = session_of(config, query);
-    session.sources[number_of(query, 1, SPAN_RX, SPAN_TX) - 1][number_of(query, 2, 1)] = vsans_of(query, 3);
-  }
-}
-
-void read_port_modes(Database& database, Config& config) {
-  Query query(database, "SELECT interface, mode FROM port_mode");
-  while (query.next()) config.port_modes[number_of(query, 0, 1)] = chassis::PortMode{number_of(query, 1, 1, 2)};
-}
-
-std::optional<Config> read(Database& database) {
-  Query threshold(database, "SELECT value FROM setting WHERE name = 'drop threshold'");
-  if (!threshold.next()) return std::nullopt;
-  Config config;
-  config.threshold = number_of(threshold, 0);
-  read_port_modes(database, config);
-  read_sessions(database, config);
-  read_sources(database, config);
-  return config;
-}
-
-// ---- Writing --------------------------------------------------------------------------------------------------------
-
-void write_sources(Database& database, size_t number, size_t direction, const Sources& sources) {
-  Query insert(database, "INSERT INTO source VALUES (?, ?, ?, ?)");
-  for (const auto& [if_index, filter] : sources) {
-    const std::string vsans = manager::vsan_text(filter);
-    insert.with(number, direction, if_index, vsans).run();
-  }
-}
-
-void remove_session(Database& database, size_t number) {
-  Query(database, "DELETE FROM session WHERE number = ?").with(number).run();
-}
-
-void write_session(Database& database, size_t number, const Session& session) {
-  const std::string source_vsans = manager::vsan_text(session.source_vsans);
-  const std::string filter_vsans = manager::vsan_text(session.filter);
-  Query(database, "INSERT INTO session VALUES (?, ?, nullif(?, 0), ?, ?)")
-      .with(number, session.suspended, session.destination, source_vsans, filter_vsans)
-      .run();
-  for (size_t i = 0; i < session.sources.size(); ++i) write_sources(database, number, i + 1, session.sources[i]);
-}
-
-// All sessions that differ leave before one of them comes back: a destination may have moved from one to another.
-void write_sessions(Database& database, const Config& from, const Config& to) {
-  for (size_t i = 0; i < to.sessions.size(); ++i) {
-    if (to.sessions[i] != from.sessions[i]) remove_session(database, i + 1);
-  }
-  for (size_t i = 0; i < to.sessions.size(); ++i) {
-    const Session& session = to.sessions[i];
-    if (session.configured && session != from.sessions[i]) write_session(database, i + 1, session);
-  }
-}
-
-void write_port_modes(Database& database, const Config& from, const Config& to) {
-  Query remove(database, "DELETE FROM port_mode WHERE interface = ?");
-  for (const auto& [if_index, mode] : from.port_modes) {
-    if (!to.port_modes.contains(if_index)) remove.with(if_index).run();
-  }
-  Query set(database, "INSERT OR REPLACE INTO port_mode VALUES (?, ?)");
-  for (const auto& [if_index, mode] : to.port_modes) {
-    const auto old = from.port_modes.find(if_index);
-    if (old == from.port_modes.end() || old->second != mode) set.with(if_index, static_cast<uint32_t>(mode)).run();
-  }
-}
-
 }  // namespace
-
-// ---- The lock -------------------------------------------------------------------------------------------------------
-
-StateLock::StateLock(const std::string& directory) {
-  const std::string path = directory + "/lock";
-  descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
-  if (descriptor_ == -1) refuse_errno(path);
-  char pid[32] = "";
-  if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
-    const bool in_use = errno == EWOULDBLOCK;
-    const ssize_t length = pread(descriptor_, pid, sizeof pid - 1, 0);
-    close(descriptor_);
-    if (!in_use) refuse_errno(path);
-    throw StateInUse(directory + ": is in use by another SPAN manager" +
-                     (length > 0 ? ", process " + std::string(pid) : ""));
-  }
-  const int length = std::snprintf(pid, sizeof pid, "%d", getpid());
-  // Only for the message above.
-  static_cast<void>(ftruncate(descriptor_, 0) == 0 && pwrite(descriptor_, pid, static_cast<size_t>(length), 0) > 0);
-}
-
-StateLock::~StateLock() { close(descriptor_); }
 
 // ---- The store ------------------------------------------------------------------------------------------------------
 
@@ -290,13 +110,13 @@ Store::Store(const std::string& directory, Limits limits)
               static_cast<uint64_t>(database_.number("SELECT count(*) FROM audit WHERE permitted = 1"))} {}
 
 std::optional<Config> Store::load() {
-  return about(path_, [&] { return read(database_); });
+  return about(path_, [&] { return read_tables(database_); });
 }
 
 void Store::save(const Config& from, const Config& to, std::span<const AuditLine> lines) {
   database_.run("PRAGMA synchronous = FULL");
   Transaction transaction(database_);
-  write(from, to);
+  write_tables(database_, from, to);
   Counts counts = counts_;
   for (const AuditLine& line : lines) append(line, counts);
   transaction.commit();
@@ -310,16 +130,6 @@ void Store::note(const AuditLine& line) {
   append(line, counts);
   transaction.commit();
   counts_ = counts;
-}
-
-void Store::write(const Config& from, const Config& to) {
-  if (from.sessions != to.sessions) write_sessions(database_, from, to);
-  if (from.port_modes != to.port_modes) write_port_modes(database_, from, to);
-  // Always there once something was saved: load() knows by it.
-  Query(database_,
-        "INSERT INTO setting VALUES ('drop threshold', ?1) ON CONFLICT DO UPDATE SET value = ?1 WHERE value != ?1")
-      .with(to.threshold)
-      .run();
 }
 
 void Store::append(const AuditLine& line, Counts& counts) {
@@ -343,7 +153,7 @@ void Store::append(const AuditLine& line, Counts& counts) {
 
 std::optional<Config> read_config(const std::string& directory) {
   auto database = open_for_reading(directory);
-  return database ? about(database_path(directory), [&] { return read(*database); }) : std::nullopt;
+  return database ? about(database_path(directory), [&] { return read_tables(*database); }) : std::nullopt;
 }
 
 std::vector<AuditLine> read_audit(const std::string& directory, uint64_t last) {

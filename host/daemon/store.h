@@ -6,37 +6,15 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
 #include "host/daemon/audit.h"
 #include "host/daemon/database.h"
+#include "host/daemon/files.h"
 #include "host/manager/config.h"
 
 namespace spand {
-
-// The state cannot be used: one line that tells why.
-struct StateError : std::runtime_error {
-  using std::runtime_error::runtime_error;
-};
-
-// Another process has it.
-struct StateInUse : StateError {
-  using StateError::StateError;
-};
-
-// Makes a directory's state this process's own, for as long as it lives. Gone with the process, however it ends.
-class StateLock {
- public:
-  explicit StateLock(const std::string& directory);
-  ~StateLock();
-  StateLock(const StateLock&) = delete;
-  StateLock& operator=(const StateLock&) = delete;
-
- private:
-  int descriptor_;
-};
 
 class Store {
  public:
@@ -64,7 +42,6 @@ class Store {
  private:
   using Counts = std::array<uint64_t, 2>;  // of lines: refused, permitted
 
-  void write(const manager::Config& from, const manager::Config& to);
   void append(const AuditLine& line, Counts& counts);
 
   std::string path_;
