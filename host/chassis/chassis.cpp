@@ -1,5 +1,7 @@
 #include "host/chassis/chassis.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -20,7 +22,15 @@ struct CloseFile {
   void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-std::optional<std::string> read_file(const std::string& path, std::string& error) {
+}  // namespace
+
+// A device is not even opened: it may wait, or do something. A pipe is read to its end.
+std::optional<std::string> read_description(const std::string& path, std::string& error) {
+  struct stat facts {};
+  if (stat(path.c_str(), &facts) == 0 && !S_ISREG(facts.st_mode) && !S_ISFIFO(facts.st_mode)) {
+    error = path + ": " + (S_ISDIR(facts.st_mode) ? std::strerror(EISDIR) : "Is a device or a socket");
+    return std::nullopt;
+  }
   const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.c_str(), "rb"));
   std::string text(kLongestFile + 1, '\0');
   if (file) text.resize(std::fread(text.data(), 1, text.size(), file.get()));
@@ -33,10 +43,8 @@ std::optional<std::string> read_file(const std::string& path, std::string& error
   return std::nullopt;
 }
 
-}  // namespace
-
 std::optional<Chassis> Chassis::load(const std::string& path, std::string& error) {
-  const std::optional<std::string> text = read_file(path, error);
+  const std::optional<std::string> text = read_description(path, error);
   return text ? parse(*text, path, error) : std::nullopt;
 }
 

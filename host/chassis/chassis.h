@@ -105,6 +105,10 @@ class Chassis {
   uint32_t inband_ = 0;
 };
 
+// The text of a description, from a file or a pipe. Nothing, and one line "FILE: why" in `error`, when it cannot be
+// read.
+std::optional<std::string> read_description(const std::string& path, std::string& error);
+
 // Path of the description that comes with the switch: the installed one, share/libspan/default.toml beside the running
 // program's bin/, or else that of the source tree, HOST_DEFAULT_CHASSIS.
 std::string default_description();

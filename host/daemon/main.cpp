@@ -6,8 +6,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
 #include "host/daemon/access.h"
 #include "host/daemon/directories.h"
@@ -106,12 +104,11 @@ void declare_questions(CLI::App& app, Options& options) {
 }
 
 Description read_description(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  std::string toml{std::istreambuf_iterator<char>(file), {}};
   std::string error;
-  auto description = file ? chassis::Chassis::parse(toml, path, error) : chassis::Chassis::load(path, error);
-  if (!description) throw std::runtime_error(error.empty() ? path + ": cannot be read" : error);
-  return {path, std::move(toml), *std::move(description)};
+  auto toml = chassis::read_description(path, error);
+  auto description = toml ? chassis::Chassis::parse(*toml, path, error) : std::nullopt;
+  if (!description) throw std::runtime_error(error);
+  return {path, *std::move(toml), *std::move(description)};
 }
 
 // ---- Questions ------------------------------------------------------------------------------------------------------

@@ -1,6 +1,7 @@
 #include "host/chassis/chassis.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
@@ -347,7 +348,28 @@ TEST(ChassisFile, ThatCannotBeReadIsToldWithTheReason) {
   EXPECT_FALSE(Chassis::load("/", error));
   EXPECT_EQ(error, "/: Is a directory");
   EXPECT_FALSE(Chassis::load("/dev/zero", error));
-  EXPECT_EQ(error, "/dev/zero: longer than a description can be, 1 MiB");
+  EXPECT_EQ(error, "/dev/zero: Is a device or a socket");
+}
+
+TEST(ChassisFile, MayBeAPipeThatEnds) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  ASSERT_EQ(write(ends[1], kSmall.data(), kSmall.size()), static_cast<ssize_t>(kSmall.size()));
+  close(ends[1]);
+  std::string error;
+  const auto chassis = Chassis::load("/dev/fd/" + std::to_string(ends[0]), error);
+  close(ends[0]);
+  ASSERT_TRUE(chassis) << error;
+  EXPECT_EQ(chassis->name(), "test");
+}
+
+TEST(ChassisFile, IsNotReadBeyondItsBound) {
+  const std::string path = testing::TempDir() + "chassis_test_" + std::to_string(getpid());
+  std::ofstream(path) << kSmall << std::string(1 << 20, '#');
+  std::string error;
+  EXPECT_FALSE(Chassis::load(path, error));
+  std::remove(path.c_str());
+  EXPECT_EQ(error, path + ": longer than a description can be, 1 MiB");
 }
 
 TEST(ChassisFile, IsLoadedFromDisk) {

@@ -7,6 +7,9 @@ state=$work/state
 here=(--run-dir "$work/run" --state "$state")
 manager=$work/run/manager.sock
 
+# shellcheck disable=SC2317
+endless() { yes '#' | timeout 20 "$@"; }
+
 # ---- Options ---------------------------------------------------------------------------------------------------------
 
 expect "version" 0 'spand [0-9]*' "$spand" --version
@@ -20,6 +23,9 @@ expect "two questions at once" 2 '*excludes*' "$spand" --check --audit
 expect "a question and an order" 2 '*excludes*' "$spand" --check --standby
 expect "no number of lines" 2 '*--audit*' "$spand" --audit many
 expect "no description" 2 'spand: /nonexistent*' "$spand" --chassis /nonexistent "${here[@]}"
+expect "a directory as description" 2 'spand: /: Is a directory' "$spand" --chassis / "${here[@]}"
+expect "a device as description" 2 'spand: /dev/zero: Is a device or a socket' "$spand" --chassis /dev/zero "${here[@]}"
+expect "a description that does not end" 2 'spand: /dev/stdin: longer than *' endless "$spand" --chassis /dev/stdin "${here[@]}"
 printf 'name = "x"\nvsans = 5x\n' >"$work/wrong.toml"
 expect "a wrong description" 2 "spand: $work/wrong.toml:2:*" "$spand" --chassis "$work/wrong.toml" "${here[@]}"
 expect "a run directory that cannot be" 1 'spand: /dev/null/run: Not a directory' "$spand" --run-dir /dev/null/run --state "$state"
