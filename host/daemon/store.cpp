@@ -57,9 +57,7 @@ Database checked(const std::string& path, Database database) {
     refuse(path, "is of version " + std::to_string(version) + ", this program knows version " +
                      std::to_string(kVersion) + " only");
   }
-  const std::string verdict = database.text("PRAGMA quick_check(1)");
-  if (verdict != "ok") refuse(path, "is damaged: " + verdict.substr(0, verdict.find('\n')));
-  if (Query(database, "PRAGMA foreign_key_check").next()) refuse(path, "is damaged: sources of a session that is gone");
+  if (const std::string damage = damage_of(database); !damage.empty()) refuse(path, "is damaged: " + damage);
   return database;
 }
 

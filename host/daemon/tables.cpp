@@ -10,6 +10,7 @@ using manager::Session;
 using manager::Sources;
 using manager::Vsans;
 
+// Word by word what is in the databases of this version: they are compared with it.
 constexpr char kSchema[] = R"(
 PRAGMA application_id = 0x5350414E;
 PRAGMA user_version = 1;
@@ -138,7 +139,35 @@ void write_port_modes(Database& database, const Config& from, const Config& to) 
   }
 }
 
+// ---- Soundness ------------------------------------------------------------------------------------------------------
+
+// But for those that the database has for itself.
+constexpr char kTables[] = R"(
+SELECT group_concat(sql, ';') FROM (SELECT sql FROM sqlite_schema WHERE name NOT GLOB 'sqlite_*' ORDER BY name)
+)";
+
+// The setting comes with the first change, and stays.
+constexpr char kSettingIsGone[] = R"(
+SELECT 1 WHERE NOT EXISTS (SELECT * FROM setting) AND
+  (EXISTS (SELECT * FROM session) OR EXISTS (SELECT * FROM port_mode) OR EXISTS (SELECT * FROM audit))
+)";
+
+std::string tables_of_this_version() {
+  Database database(":memory:", Database::Access::kWrite);
+  database.run(kSchema);
+  return database.text(kTables);
+}
+
 }  // namespace
+
+std::string damage_of(Database& database) {
+  const std::string verdict = database.text("PRAGMA quick_check(1)");
+  if (verdict != "ok") return verdict.substr(0, verdict.find('\n'));
+  if (database.text(kTables) != tables_of_this_version()) return "its tables are not those of a SPAN manager";
+  if (Query(database, "PRAGMA foreign_key_check").next()) return "sources of a session that is gone";
+  if (Query(database, kSettingIsGone).next()) return "its setting is gone";
+  return "";
+}
 
 void create_tables(const std::string& path) { Database(path, Database::Access::kWrite).run(kSchema); }
 

@@ -16,6 +16,9 @@ constexpr int64_t kVersion = 1;
 
 void create_tables(const std::string& path);  // in an empty file
 
+// What is wrong with a database of this program and version; nothing when it is sound.
+std::string damage_of(Database& database);
+
 // Nothing as long as nothing was saved.
 std::optional<manager::Config> read_tables(Database& database);
 

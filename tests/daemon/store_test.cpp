@@ -342,6 +342,43 @@ TEST_F(StoreTest, ImpossibleValuesAreRefused) {
   }
 }
 
+// Otherwise it would be taken for a new one, and written over.
+TEST_F(StoreTest, SettingThatIsGoneIsRefused) {
+  for (const char* const more : {"audit; DELETE FROM port_mode", "audit; DELETE FROM source; DELETE FROM session",
+                                 "source; DELETE FROM session; DELETE FROM port_mode"}) {
+    Directory state;
+    Config config = Dice(3).config();
+    config.port_modes[fc(1, 1)] = chassis::PortMode::kTunnelSource;
+    {
+      Store store(state.path());
+      save(store, {}, config);
+    }
+    Database(state.file("span.db"), Database::Access::kWrite)
+        .run(("DELETE FROM setting; DELETE FROM " + std::string(more)).c_str());
+    expect_refused(state, "is damaged: its setting is gone");
+  }
+}
+
+TEST_F(StoreTest, TablesThatAreOthersAreRefused) {
+  for (const char* const sql :
+       {"DROP TABLE audit", "DROP TABLE source", "DROP INDEX audit_by_permission", "ALTER TABLE audit DROP COLUMN user",
+        "CREATE TRIGGER t AFTER INSERT ON audit BEGIN DELETE FROM audit; END", "CREATE TABLE more (x)"}) {
+    Directory state;
+    {
+      Store store(state.path());
+      save(store, {}, Dice(3).config());
+    }
+    Database(state.file("span.db"), Database::Access::kWrite).run(sql);
+    expect_refused(state, "is damaged: its tables are not those of a SPAN manager");
+  }
+}
+
+TEST_F(StoreTest, StatisticsOfTheDatabaseAreNoDamage) {
+  make_state();
+  Database(database(), Database::Access::kWrite).run("ANALYZE; VACUUM;");
+  EXPECT_EQ(refusal(state_), "opened");
+}
+
 TEST_F(StoreTest, JournalWithoutItsDatabaseIsRefused) {
   write(state_.file("span.db-wal"), "x");
   EXPECT_EQ(refusal(state_), database() + ": is gone, but its journal " + database() + "-wal is still there");
