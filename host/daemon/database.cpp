@@ -22,6 +22,20 @@ std::string uri_of(const std::string& path, const char* parameters) {
   return uri + parameters;
 }
 
+bool may_pass(int result) {
+  switch (result & 0xFF) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+    case SQLITE_NOMEM:
+    case SQLITE_IOERR:
+    case SQLITE_FULL:
+    case SQLITE_CANTOPEN:
+      return true;
+    default:
+      return false;
+  }
+}
+
 }  // namespace
 
 Database::Database(const std::string& path, Access access) {
@@ -31,7 +45,7 @@ Database::Database(const std::string& path, Access access) {
   const int flags = SQLITE_OPEN_URI | SQLITE_OPEN_EXRESCODE | (write ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY);
   const int result = sqlite3_open_v2(uri.c_str(), &handle, flags, nullptr);
   handle_.reset(handle);
-  if (handle == nullptr) throw DatabaseError(sqlite3_errstr(result));
+  if (handle == nullptr) throw DatabaseError(sqlite3_errstr(result), may_pass(result));
   if (result != SQLITE_OK) fail();
   sqlite3_busy_timeout(handle, kBusyMilliseconds);
 }
@@ -50,7 +64,9 @@ std::string Database::text(const char* sql) {
   return query.next() ? query.text(0) : "";
 }
 
-void Database::fail() const { throw DatabaseError(sqlite3_errmsg(handle_.get())); }
+void Database::fail() const {
+  throw DatabaseError(sqlite3_errmsg(handle_.get()), may_pass(sqlite3_errcode(handle_.get())));
+}
 
 Query::Query(Database& database, const char* sql) : database_(database) {
   sqlite3_stmt* statement = nullptr;

@@ -14,7 +14,10 @@
 namespace spand {
 
 struct DatabaseError : std::runtime_error {
-  using std::runtime_error::runtime_error;
+  explicit DatabaseError(const std::string& text, bool may_pass_by_itself = false)
+      : std::runtime_error(text), may_pass(may_pass_by_itself) {}
+
+  bool may_pass;  // it lies in the machine, such as a full disk, and not in what the database holds
 };
 
 class Database {

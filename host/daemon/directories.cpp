@@ -81,11 +81,17 @@ std::string default_state_directory() {
   return (base.empty() ? home() + "/.local/state" : base) + "/span";
 }
 
-void prepare_state_directory(const std::string& path) {
-  if (create(path, 0700)) return;
+bool examine_state_directory(const std::string& path) {
+  struct stat there;
+  if (lstat(path.c_str(), &there) != 0 && errno == ENOENT) return false;
   const struct stat facts = facts_of(path);
   if (facts.st_uid != geteuid()) refuse(path, "belongs to another user, uid " + std::to_string(facts.st_uid));
   if ((facts.st_mode & (S_IWGRP | S_IWOTH)) != 0) refuse(path, "others may write there; it needs the mode 0700");
+  return true;
+}
+
+void prepare_state_directory(const std::string& path) {
+  if (!create(path, 0700)) examine_state_directory(path);
 }
 
 // Only an own one is given another mode, and only when nothing but sockets, which have modes of their own, would become

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,22 +10,83 @@
 #include <cstring>
 
 namespace spand {
+namespace {
 
-void refuse(const std::string& path, const std::string& why) { throw StateError(path + ": " + why); }
-void refuse_errno(const std::string& path) { refuse(path, std::strerror(errno)); }
+using FileId = std::pair<dev_t, ino_t>;
 
-// ---- The lock -------------------------------------------------------------------------------------------------------
+// Nothing has the number 0.
+FileId id_at(const std::string& path) {
+  struct stat facts {};
+  return lstat(path.c_str(), &facts) == 0 ? FileId(facts.st_dev, facts.st_ino) : FileId();
+}
 
-StateLock::StateLock(const std::string& directory) {
-  const std::string path = directory + "/lock";
-  descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
-  if (descriptor_ == -1) refuse_errno(path);
+FileId id_of(int descriptor) {
+  struct stat facts {};
+  return fstat(descriptor, &facts) == 0 ? FileId(facts.st_dev, facts.st_ino) : FileId();
+}
+
+void examine(const std::string& path) {
+  struct stat facts {};
+  if (lstat(path.c_str(), &facts) != 0) refuse(path, std::strerror(errno));
+  if (!S_ISREG(facts.st_mode)) refuse(path, S_ISLNK(facts.st_mode) ? "is a symbolic link" : "is not a regular file");
+  if (facts.st_nlink != 1) refuse(path, "is a hard link: the file has other names");
+  if (faccessat(AT_FDCWD, path.c_str(), R_OK | W_OK, AT_EACCESS) != 0) refuse(path, std::strerror(errno));
+}
+
+std::string lock_path(const std::string& directory) { return directory + "/lock"; }
+
+}  // namespace
+
+void refuse(const std::string& path, const std::string& why) { throw StateUnreadable(path + ": " + why); }
+void fail_errno(const std::string& path) { throw StateError(path + ": " + std::strerror(errno)); }
+
+std::string database_path(const std::string& directory) { return directory + "/span.db"; }
+
+bool exists(const std::string& path) {
+  struct stat facts {};
+  if (lstat(path.c_str(), &facts) == 0) return true;
+  if (errno != ENOENT) refuse(path, std::strerror(errno));
+  return false;
+}
+
+void examine_files(const std::string& directory) {
+  const std::string database = database_path(directory);
+  const std::string journal = database + "-wal";
+  for (const std::string& path : {lock_path(directory), database, journal, database + "-shm"}) {
+    if (exists(path)) examine(path);
+  }
+  if (exists(journal) && !exists(database)) refuse(database, "is gone, but its journal " + journal + " is still there");
+}
+
+// ---- Files in use ---------------------------------------------------------------------------------------------------
+
+Opened::Opened(std::string path) : path_(std::move(path)), file_(id_at(path_)) {}
+Opened::Opened(std::string path, int descriptor) : path_(std::move(path)), file_(id_of(descriptor)) {}
+
+bool Opened::is_there() const { return file_ != FileId() && file_ == id_at(path_); }
+
+namespace {
+
+int open_lock(const std::string& directory) {
+  examine_files(directory);
+  const std::string path = lock_path(directory);
+  const int descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR);
+  if (descriptor == -1) fail_errno(path);
+  return descriptor;
+}
+
+}  // namespace
+
+// The one that has locked it may have been about to remove it, and then it is nobody's lock any more.
+StateLock::StateLock(const std::string& directory)
+    : directory_(directory), descriptor_(open_lock(directory)), file_(lock_path(directory), descriptor_) {
   char pid[32] = "";
-  if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0) {
-    const bool in_use = errno == EWOULDBLOCK;
+  const int error = flock(descriptor_, LOCK_EX | LOCK_NB) == 0 ? 0 : errno;
+  if (error != 0 || !file_.is_there()) {
     const ssize_t length = pread(descriptor_, pid, sizeof pid - 1, 0);
     close(descriptor_);
-    if (!in_use) refuse_errno(path);
+    errno = error;
+    if (error != 0 && error != EWOULDBLOCK) fail_errno(file_.path());
     throw StateInUse(directory + ": is in use by another SPAN manager" +
                      (length > 0 ? ", process " + std::string(pid) : ""));
   }
@@ -33,6 +95,10 @@ StateLock::StateLock(const std::string& directory) {
   static_cast<void>(ftruncate(descriptor_, 0) == 0 && pwrite(descriptor_, pid, static_cast<size_t>(length), 0) > 0);
 }
 
-StateLock::~StateLock() { close(descriptor_); }
+// A lock on nothing is not left behind: there is no state when its first start has failed.
+StateLock::~StateLock() {
+  if (id_at(database_path(directory_)) == FileId() && file_.is_there()) unlink(file_.path().c_str());
+  close(descriptor_);
+}
 
 }  // namespace spand

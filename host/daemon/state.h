@@ -23,7 +23,11 @@ struct StateMisfit : StateError {
 
 enum class Unknown { kRefuse, kForget };
 
-// Throws StateError, DatabaseError. What is forgotten is told in the audit, a line for each misfit; an empty state
+// Looks at all that a start looks at, and changes nothing; also while it is in use. Nothing when there is no state yet;
+// throws StateError, and std::runtime_error about the directory.
+std::optional<manager::Config> look_into_state(const std::string& directory);
+
+// Throws StateError. What is forgotten is told in the audit, a line for each misfit; an empty state
 // becomes that of a switch that is new.
 State open_state(const std::string& directory, const chassis::Chassis& chassis, Unknown unknown);
 

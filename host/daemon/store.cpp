@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <filesystem>
 
 #include "host/daemon/tables.h"
@@ -15,36 +16,43 @@ namespace {
 
 using manager::Config;
 
-std::string database_path(const std::string& directory) { return directory + "/span.db"; }
-
-bool exists(const std::string& path) {
-  struct stat facts;
-  if (lstat(path.c_str(), &facts) == 0) return true;
-  if (errno != ENOENT) refuse_errno(path);
-  return false;
-}
-
 // ---- Opening --------------------------------------------------------------------------------------------------------
 
 void sync(const std::string& path) {
   const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor == -1) refuse_errno(path);
+  if (descriptor == -1) fail_errno(path);
   const bool done = fsync(descriptor) == 0;
   close(descriptor);
-  if (!done) refuse_errno(path);
+  if (!done) fail_errno(path);
 }
+
+// A database in the making. What was left behind of one goes, before and after.
+class Draft {
+ public:
+  explicit Draft(std::string path) : path_(std::move(path)) { remove(); }
+  ~Draft() { remove(); }
+  Draft(const Draft&) = delete;
+  Draft& operator=(const Draft&) = delete;
+
+  const std::string& path() const { return path_; }
+
+ private:
+  void remove() const {
+    for (const char* const part : {"", "-journal"}) unlink((path_ + part).c_str());
+  }
+
+  std::string path_;
+};
 
 // Under another name first: a database that bears the right one is whole.
 void create(const std::string& directory, const std::string& path) {
-  if (exists(path + "-wal")) refuse(path, "is gone, but its journal " + path + "-wal is still there");
-  const std::string draft = path + ".new";
-  for (const char* const leftover : {"", "-journal"}) unlink((draft + leftover).c_str());
-  const int descriptor = open(draft.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR);
-  if (descriptor == -1) refuse_errno(draft);
+  const Draft draft(path + ".new");
+  const int descriptor = open(draft.path().c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, S_IRUSR | S_IWUSR);
+  if (descriptor == -1) fail_errno(draft.path());
   close(descriptor);
-  create_tables(draft);
-  sync(draft);
-  if (rename(draft.c_str(), path.c_str()) != 0) refuse_errno(path);
+  create_tables(draft.path());
+  sync(draft.path());
+  if (rename(draft.path().c_str(), path.c_str()) != 0) fail_errno(path);
   sync(directory);
 }
 
@@ -67,7 +75,9 @@ auto about(const std::string& path, Work work) -> decltype(work()) {
   try {
     return work();
   } catch (const DatabaseError& error) {
-    refuse(path, std::string("cannot be used: ") + error.what());
+    const std::string why = std::string("cannot be used: ") + error.what();
+    if (error.may_pass) throw StateError(path + ": " + why);
+    refuse(path, why);
   } catch (const std::filesystem::filesystem_error& error) {
     refuse(path, error.code().message());
   }
@@ -104,8 +114,24 @@ Store::Store(const std::string& directory, Limits limits)
       lock_(directory),
       database_(open_for_writing(directory)),
       limits_(limits),
-      counts_{static_cast<uint64_t>(database_.number("SELECT count(*) FROM audit WHERE permitted = 0")),
-              static_cast<uint64_t>(database_.number("SELECT count(*) FROM audit WHERE permitted = 1"))} {}
+      counts_{count_lines(0), count_lines(1)},
+      files_{lock_.file(), Opened(path_), Opened(path_ + "-wal")} {}
+
+uint64_t Store::count_lines(int permitted) {
+  return about(path_, [&] {
+    Query query(database_, "SELECT count(*) FROM audit WHERE permitted = ?");
+    query.with(permitted).next();
+    return static_cast<uint64_t>(query.number(0));
+  });
+}
+
+// What is written to a file that has gone goes with it; where the lock has gone, another manager may write, too.
+void Store::commit(Transaction& transaction) {
+  for (const Opened& file : files_) {
+    if (!file.is_there()) throw DatabaseError(file.path() + ": was removed or replaced while in use");
+  }
+  transaction.commit();
+}
 
 std::optional<Config> Store::load() {
   return about(path_, [&] { return read_tables(database_); });
@@ -117,7 +143,7 @@ void Store::save(const Config& from, const Config& to, std::span<const AuditLine
   write_tables(database_, from, to);
   Counts counts = counts_;
   for (const AuditLine& line : lines) append(line, counts);
-  transaction.commit();
+  commit(transaction);
   counts_ = counts;
 }
 
@@ -126,7 +152,7 @@ void Store::note(const AuditLine& line) {
   Transaction transaction(database_);
   Counts counts = counts_;
   append(line, counts);
-  transaction.commit();
+  commit(transaction);
   counts_ = counts;
 }
 
@@ -156,7 +182,7 @@ std::optional<Config> read_config(const std::string& directory) {
 
 std::vector<AuditLine> read_audit(const std::string& directory, uint64_t last) {
   auto database = open_for_reading(directory);
-  if (!database) return {};
+  if (!database) refuse(database_path(directory), std::strerror(ENOENT));
   return about(database_path(directory), [&] {
     Query query(*database,
                 "SELECT time, requester1, requester2, uid, user, pid, program, opcode, what, result, permitted"

@@ -29,6 +29,8 @@ class Store {
   explicit Store(const std::string& directory) : Store(directory, Limits()) {}
   Store(const std::string& directory, Limits limits);
 
+  const std::string& path() const { return path_; }  // of the database
+
   // Nothing as long as nothing was saved.
   std::optional<manager::Config> load();
 
@@ -42,17 +44,20 @@ class Store {
  private:
   using Counts = std::array<uint64_t, 2>;  // of lines: refused, permitted
 
+  uint64_t count_lines(int permitted);
   void append(const AuditLine& line, Counts& counts);
+  void commit(Transaction& transaction);
 
   std::string path_;
   StateLock lock_;
   Database database_;
   Limits limits_;
   Counts counts_;
+  std::array<Opened, 3> files_;  // lock, database, journal
 };
 
-// Look into a state that may be in use, and change nothing. Nothing and no lines when there is none.
-std::optional<manager::Config> read_config(const std::string& directory);
+// Look into a state that may be in use, and change nothing.
+std::optional<manager::Config> read_config(const std::string& directory);        // nothing when there is none
 std::vector<AuditLine> read_audit(const std::string& directory, uint64_t last);  // oldest first
 
 }  // namespace spand
