@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 
@@ -103,11 +104,15 @@ void declare_questions(CLI::App& app, Options& options) {
   app.footer(kFooter);
 }
 
+struct WrongDescription : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
 Description read_description(const std::string& path) {
   std::string error;
   auto toml = chassis::read_description(path, error);
   auto description = toml ? chassis::Chassis::parse(*toml, path, error) : std::nullopt;
-  if (!description) throw std::runtime_error(error);
+  if (!description) throw WrongDescription(error);
   return {path, *std::move(toml), *std::move(description)};
 }
 
@@ -141,7 +146,7 @@ int check(const Options& options, const Description& description) {
   const chassis::Chassis& chassis = description.chassis;
   std::printf("switch %s: %zu modules, %zu interfaces, %zu VSANs\n", chassis.name().c_str(), chassis.modules().size(),
               chassis.interfaces().size(), chassis.vsans().count());
-  const auto config = read_config(options.state_directory);
+  const auto config = look_into_state(options.state_directory);
   if (!config) {
     std::printf("state %s: none yet\n", options.state_directory.c_str());
     return kDone;
@@ -162,22 +167,14 @@ int show_audit(const Options& options) {
 // ---- The daemon -----------------------------------------------------------------------------------------------------
 
 int serve(const Options& options, const Description& description) {
-  try {
-    serve({.run_directory = options.run_directory,
-           .state_directory = options.state_directory,
-           .group = options.group.empty() ? getegid() : find_group(options.group).value_or(getegid()),
-           .socket_mode = static_cast<mode_t>(std::stoul(options.socket_mode, nullptr, 8)),
-           .standby = options.standby,
-           .unknown = options.forget_unknown ? Unknown::kForget : Unknown::kRefuse},
-          description);
-    return kDone;
-  } catch (const StateMisfit& error) {
-    say_misfits(error);
-    say("start it with --forget-unknown to forget these");
-  } catch (const std::exception& error) {
-    say(error.what());
-  }
-  return kRefused;
+  serve({.run_directory = options.run_directory,
+         .state_directory = options.state_directory,
+         .group = options.group.empty() ? getegid() : find_group(options.group).value_or(getegid()),
+         .socket_mode = static_cast<mode_t>(std::stoul(options.socket_mode, nullptr, 8)),
+         .standby = options.standby,
+         .unknown = options.forget_unknown ? Unknown::kForget : Unknown::kRefuse},
+        description);
+  return kDone;
 }
 
 int run(const Options& options) {
@@ -187,11 +184,31 @@ int run(const Options& options) {
   return options.check ? check(options, description) : serve(options, description);
 }
 
+// What is told of a failure is the same whatever was asked for.
+int run_or_tell(const Options& options) {
+  try {
+    return run(options);
+  } catch (const StateMisfit& error) {
+    say_misfits(error);
+    say("start it with --forget-unknown to forget these");
+  } catch (const StateUnreadable& error) {
+    say(error.what());
+    return kUsage;
+  } catch (const WrongDescription& error) {
+    say(error.what());
+    return kUsage;
+  } catch (const std::exception& error) {
+    say(error.what());
+  }
+  return kRefused;
+}
+
 }  // namespace
 }  // namespace spand
 
 int main(int argc, char** argv) {
   umask(S_IRWXG | S_IRWXO);
+  std::signal(SIGXFSZ, SIG_IGN);  // a file that may not grow is a disk that is full
   transport::hold_standard_files();
   spand::Options options;
   CLI::App app("The SPAN manager as a daemon", "spand");
@@ -199,12 +216,9 @@ int main(int argc, char** argv) {
   declare_questions(app, options);
   try {
     app.parse(argc, argv);
-    options.audit = app.count("--audit") != 0;
-    return spand::run(options);
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? spand::kDone : spand::kUsage;
-  } catch (const std::exception& error) {
-    spand::say(error.what());
-    return spand::kUsage;
   }
+  options.audit = app.count("--audit") != 0;
+  return spand::run_or_tell(options);
 }

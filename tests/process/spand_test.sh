@@ -138,13 +138,53 @@ for damage in '63:newer:is of version 2*' '71:foreign:is not the state*' '5:dama
   cp -r "$state" "$work/$name"
   printf '\2' | dd of="$work/$name/span.db" bs=1 seek="$offset" conv=notrunc 2>/dev/null
   before=$(sha256sum "$work/$name/span.db")
-  expect "a $name state is refused" 1 "spand: $work/$name/span.db: $text" "$spand" --run-dir "$work/run" --state "$work/$name"
+  expect "a $name state is refused" 2 "spand: $work/$name/span.db: $text" "$spand" --run-dir "$work/run" --state "$work/$name"
   expect "a check tells it" 2 "*
 spand: $work/$name/span.db: $text" "$spand" --check --state "$work/$name"
   verdict "and it is left as it is" "$(yes_when [ "$(sha256sum "$work/$name/span.db")" = "$before" ])"
 done
 
+# A start and a check say the same of it. both NAME STATUS TEXT DIRECTORY
+both() {
+  expect "$1: no start" "$2" "spand: $4$3" "$spand" --run-dir "$work/run" --state "$4"
+  expect "$1: no check passes" "$2" "switch *
+spand: $4$3" "$spand" --check --state "$4"
+}
+cp -r "$state" "$work/shared"
+chmod 770 "$work/shared"
+both "a directory where others may write" 1 ': others may write there; it needs the mode 0700' "$work/shared"
+mkdir -m 700 "$work/symbolic" "$work/hard" "$work/gone"
+ln -s "$state/span.db" "$work/symbolic/span.db"
+both "a database behind a link" 2 '/span.db: is a symbolic link' "$work/symbolic"
+ln "$work/newer/span.db" "$work/hard/span.db"
+both "a database with two names" 2 '/span.db: is a hard link: the file has other names' "$work/hard"
+touch "$work/gone/span.db-wal"
+both "a journal without its database" 2 '/span.db: is gone, but its journal *' "$work/gone"
+expect "no audit of a state that is not there" 2 'spand: /nonexistent/span.db: No such file or directory' \
+  "$spand" --audit --state /nonexistent
+
+# ---- A state that goes while it is in use ----------------------------------------------------------------------------
+
+start "$work/log" "$spand" "${here[@]}"
+mv "$state/span.db" "$work/aside"
+expect "a change is refused when the database is gone" 0 '0x40340161 *' "$ask" "$manager" change 9
+expect "queries go on" 0 '*session is not configured' "$ask" "$manager" query 9
+mv "$work/aside" "$state/span.db"
+expect "and accepted when it is back" 0 '0x00000000 *' "$ask" "$manager" change 9
+verdict "the log tells both" "$(yes_when [ "$(tail -n 2 "$work/log")" = "spand: changes cannot be saved, and are refused: \
+$state/span.db: was removed or replaced while in use
+spand: changes are saved again" ])" "$(<"$work/log")"
+kill -TERM "$pid"
+expect_end "and ends" "$pid"
+
 # ---- A full disk -----------------------------------------------------------------------------------------------------
+
+# Files may not grow beyond a size.
+# shellcheck disable=SC2317
+bounded() { (ulimit -f 8 && exec timeout 20 "$@"); }
+expect "a first start on a full disk fails" 1 "spand: $work/none/span.db: *" \
+  bounded "$spand" --run-dir "$work/run" --state "$work/none"
+verdict "and leaves nothing" "$(yes_when [ -z "$(ls -A "$work/none")" ])" "$(ls -A "$work/none")"
 
 # In a mount namespace of its own; needs to be root in one.
 full_disk() {

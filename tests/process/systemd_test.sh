@@ -20,6 +20,14 @@ for unit in "$units"/*.service; do
   verdict "$name is confined" "$(yes_when [ $? -eq 0 ])" "$(tail -n 1 <<<"$said")"
 done
 
+# What cannot be read stays so: that ends the restarts. Only the status of the service itself counts there, not that of a
+# command before it.
+for unit in "$units"/spand*.service; do
+  name=$(basename "$unit")
+  grep -qx 'RestartPreventExitStatus=2' "$unit" && ! grep -q '^ExecStartPre=' "$unit"
+  verdict "$name is not restarted on what cannot be read" $? "$(grep -E '^(Restart|ExecStart)' "$unit")"
+done
+
 # Without its directories it may write nowhere.
 sed -e "s|=/usr/bin/|=$programs/|" -e '/^ProtectSystem=/d' -e '/^SystemCallFilter=/d' "$units/spand.service" >"$work/open.service"
 systemd-analyze security --no-pager --offline=true --threshold=8 "$work/open.service" >/dev/null 2>&1
