@@ -58,13 +58,25 @@ TEST(AuditTable, HasAColumnForEachThing) {
   const std::vector<spand::AuditLine> lines = {
       {"2026-01-02T03:04:05.678Z", "oper", "console", 1000, "oper1", 4711, "spansh", 2004, "create session 1", 0, true},
       {"2026-01-02T03:04:06.000Z", "", "", 1001, "", 12, "x", 2004, "delete session 1", 0x40340160, false}};
-  EXPECT_EQ(
-      spand::audit_table(lines),
-      "TIME                      USER   PID   PROGRAM  REQUESTER     CHANGE            RESULT\n"
-      "2026-01-02T03:04:05.678Z  oper1  4711  spansh   oper console  create session 1  done\n"
-      "2026-01-02T03:04:06.000Z  1001   12    x                      delete session 1  changes are not permitted to "
-      "this user\n");
+  EXPECT_EQ(spand::audit_table(lines),
+            "TIME                      USER   PID   PROGRAM  REQUESTER1  REQUESTER2  CHANGE            RESULT\n"
+            "2026-01-02T03:04:05.678Z  oper1  4711  spansh   oper        console     create session 1  done\n"
+            "2026-01-02T03:04:06.000Z  1001   12    x        -           -           delete session 1  changes are not "
+            "permitted to this user\n");
   EXPECT_EQ(spand::audit_table({}), "");
+}
+
+TEST(AuditTable, NoColumnLooksLikeTwo) {
+  spand::AuditLine line = {.when = "now\x1b[2J",
+                           .requester1 = "root  console",
+                           .requester2 = " ",
+                           .user = "a b\n",
+                           .program = "spansh  root",
+                           .what = "state of a\tb created"};
+  const std::string table = spand::audit_table({line});
+  EXPECT_EQ(table.substr(table.find('\n') + 1),
+            "now\\x1b[2J  a\\x20b\\x0a  0    spansh\\x20\\x20root  root\\x20\\x20console  \\x20        "
+            "state of a\\x09b created  done\n");
 }
 
 // ---- Directories ----------------------------------------------------------------------------------------------------
