@@ -21,7 +21,7 @@ namespace {
 constexpr mode_t kOthers = S_IRWXG | S_IRWXO;
 constexpr mode_t kPermissions = 07777;
 
-[[noreturn]] void refuse(const std::string& path, const std::string& why) {
+[[noreturn]] void reject(const std::string& path, const std::string& why) {
   throw std::runtime_error(path + ": " + why);
 }
 
@@ -42,14 +42,14 @@ bool create(const std::string& path, mode_t mode) {
   std::error_code error;
   if (!parent.empty()) std::filesystem::create_directories(parent, error);
   if (mkdir(path.c_str(), mode) == 0) return true;
-  if (errno != EEXIST) refuse(path, std::strerror(errno));
+  if (errno != EEXIST) reject(path, std::strerror(errno));
   return false;
 }
 
 struct stat facts_of(const std::string& path) {
   struct stat facts;
-  if (stat(path.c_str(), &facts) != 0) refuse(path, std::strerror(errno));
-  if (!S_ISDIR(facts.st_mode)) refuse(path, "is not a directory");
+  if (stat(path.c_str(), &facts) != 0) reject(path, std::strerror(errno));
+  if (!S_ISDIR(facts.st_mode)) reject(path, "is not a directory");
   return facts;
 }
 
@@ -85,8 +85,8 @@ bool examine_state_directory(const std::string& path) {
   struct stat there;
   if (lstat(path.c_str(), &there) != 0 && errno == ENOENT) return false;
   const struct stat facts = facts_of(path);
-  if (facts.st_uid != geteuid()) refuse(path, "belongs to another user, uid " + std::to_string(facts.st_uid));
-  if ((facts.st_mode & (S_IWGRP | S_IWOTH)) != 0) refuse(path, "others may write there; it needs the mode 0700");
+  if (facts.st_uid != geteuid()) reject(path, "belongs to another user, uid " + std::to_string(facts.st_uid));
+  if ((facts.st_mode & (S_IWGRP | S_IWOTH)) != 0) reject(path, "others may write there; it needs the mode 0700");
   return true;
 }
 
@@ -100,13 +100,13 @@ void prepare_run_directory(const std::string& path, mode_t socket_mode, gid_t gr
   create(path, S_IRWXU);
   struct stat facts = facts_of(path);
   const bool own = facts.st_uid == geteuid();
-  if (!own && facts.st_uid != 0) refuse(path, "belongs to another user, uid " + std::to_string(facts.st_uid));
-  if ((facts.st_mode & S_IWOTH) != 0) refuse(path, "everybody may write there");
+  if (!own && facts.st_uid != 0) reject(path, "belongs to another user, uid " + std::to_string(facts.st_uid));
+  if ((facts.st_mode & S_IWOTH) != 0) reject(path, "everybody may write there");
   if (own && holds_sockets_only(path)) {
     // Not every user can give it to the group; what is not reachable then is told when the socket is made.
     if ((facts.st_mode & kOthers) == 0) static_cast<void>(chown(path.c_str(), static_cast<uid_t>(-1), group) != 0);
     facts.st_mode |= (socket_mode & S_IRWXO) != 0 ? 0755 : 0750;
-    if (chmod(path.c_str(), facts.st_mode & kPermissions) != 0) refuse(path, std::strerror(errno));
+    if (chmod(path.c_str(), facts.st_mode & kPermissions) != 0) reject(path, std::strerror(errno));
   }
   tell_when_too_tight(path, facts.st_mode, socket_mode);
 }

@@ -97,6 +97,7 @@ class Build:
             else:
                 words.append(str(objects[unit[1]]) if unit else word)
         words[words.index("-o") + 1] = str(bench / "span_tests")
+        words.append("-fuse-ld=gold")  # the fastest one of binutils
         return run(words, COMPILE_SECONDS, self.folder)[0]
 
 
