@@ -15,7 +15,36 @@ hold() {
   verdict "$1" "$(yes_when [ "$(<"$work/held")" = "$2" ])" "$(<"$work/held")"
 }
 
+log_lines() { grep -c 'sent a client of user' "$work/all.log"; }
+
+# Places for users who play others. Those of strangers stay taken.
+check_places() {
+  local other node
+  hold "a stranger has an eighth of the places" '128 clients, then EBUSY' "$all" 1100 "${stranger[@]}"
+  hold "and no more of them" '0 clients, then EBUSY' "$all" 10 "${stranger[@]}"
+  verdict "the log tells it once" "$(yes_when [ "$(log_lines)" = 1 ])" "$(<"$work/all.log")"
+  verdict "and who it was" "$(yes_when grep -q ' user 54400 away, process [0-9]*: too many .* this user$' "$work/all.log")"
+  for other in 54411 54412 54413 54414 54415; do
+    hold "stranger $other has as many" '128 clients, then EBUSY' "$all" 1100 \
+      setpriv "--reuid=$other" --regid=54400 --clear-groups
+  done
+  hold "all strangers together leave some" '0 clients, then EBUSY' "$all" 10 \
+    setpriv --reuid=54416 --regid=54400 --clear-groups
+  hold "these are for members" '200 clients' "$all" 200 "${member[@]}"
+  expect "and for root" 0 "$permitted" "$ask" "$all" change 6
+  verdict "the log tells little of all that" "$(yes_when [ "$(log_lines)" = 2 ])" "$(<"$work/all.log")"
+  "$programs/span-linecard" --run-dir "$work/all" >"$work/cards.log" 2>&1 </dev/null &
+  pids+=($!)
+  within 10 grep -q ': serving' "$work/cards.log"
+  node=$work/all/node-102.sock
+  hold "a line card serves a stranger as long" '128 clients, then EBUSY' "$node" 1100 "${stranger[@]}"
+  hold "and others" '10 clients' "$node" 10 "${member[@]}"
+  verdict "its log tells it, too" \
+    "$(yes_when grep -q "^span-linecard: $node: sent a client of user 54400" "$work/cards.log")" "$(<"$work/cards.log")"
+}
+
 group=54321
+files=$(ulimit -Hn)
 chmod 755 "$work"
 
 # A server for everybody and one for the group, side by side.
@@ -57,28 +86,11 @@ if [ "$(id -u)" -eq 0 ]; then
   expect "a stranger cannot read it" 2 '*Permission denied' "${stranger[@]}" "$spand" --audit --state "$work/all-state"
   expect "nor reach a socket of the group" 1 EACCES "${stranger[@]}" "$ask" "$few" query 1
   expect "a member can" 0 "$permitted" "${member[@]}" "$ask" "$few" change 1
-  log_lines() { grep -c 'sent a client of user' "$work/all.log"; }
-  hold "a stranger has an eighth of the places" '128 clients, then EBUSY' "$all" 1100 "${stranger[@]}"
-  hold "and no more of them" '0 clients, then EBUSY' "$all" 10 "${stranger[@]}"
-  verdict "the log tells it once" "$(yes_when [ "$(log_lines)" = 1 ])" "$(<"$work/all.log")"
-  verdict "and who it was" "$(yes_when grep -q ' user 54400 away, process [0-9]*: too many .* this user$' "$work/all.log")"
-  for other in 54411 54412 54413 54414 54415; do
-    hold "stranger $other has as many" '128 clients, then EBUSY' "$all" 1100 \
-      setpriv "--reuid=$other" --regid=54400 --clear-groups
-  done
-  hold "all strangers together leave some" '0 clients, then EBUSY' "$all" 10 \
-    setpriv --reuid=54416 --regid=54400 --clear-groups
-  hold "these are for members" '200 clients' "$all" 200 "${member[@]}"
-  expect "and for root" 0 "$permitted" "$ask" "$all" change 6
-  verdict "the log tells little of all that" "$(yes_when [ "$(log_lines)" = 2 ])" "$(<"$work/all.log")"
-  "$programs/span-linecard" --run-dir "$work/all" >"$work/cards.log" 2>&1 </dev/null &
-  pids+=($!)
-  within 10 grep -q ': serving' "$work/cards.log"
-  node=$work/all/node-102.sock
-  hold "a line card serves a stranger as long" '128 clients, then EBUSY' "$node" 1100 "${stranger[@]}"
-  hold "and others" '10 clients' "$node" 10 "${member[@]}"
-  verdict "its log tells it, too" \
-    "$(yes_when grep -q "^span-linecard: $node: sent a client of user 54400 away" "$work/cards.log")" "$(<"$work/cards.log")"
+  if [ "$files" = unlimited ] || [ "$files" -ge 4096 ]; then
+    check_places
+  else
+    echo "skipped  places for all clients need more than $files open files"
+  fi
   expect "a stranger cannot serve from the state of another" 1 "*all-state*belongs to another user, uid 0" \
     "${stranger[@]}" "$spand" --run-dir "$work/all" --state "$work/all-state"
   install -d -o 54400 -g 54400 -m 700 "$work/home"
@@ -92,6 +104,5 @@ else
   expect "nor tell it to take over" 0 "$refused" "$ask" "$all" take-over
   expect "the audit tells it" 0 '*create session 4*not permitted*take over*not permitted*' \
     "$spand" --audit --state "$work/all-state"
-  hold "a stranger has an eighth of the places" '128 clients, then EBUSY' "$all" 1100
 fi
 all_passed

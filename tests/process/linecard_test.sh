@@ -290,7 +290,8 @@ refused "a mode that nobody could use" 2 '*not a mode from 0600 to 0666*' --sock
 refused "two places at once" 2 '*excludes*' --run-dir "$run" --connect "$run"
 refused "a directory without a name" 2 '*a name is expected*' --run-dir ''
 refused "a path that is too long" 3 '*/manager.sock: File name too long' --run-dir "$work/$(printf '%0100d' 0)"
-refused "what it says is no order to the screen" 3 '*/\\x1b\[2J/manager.sock: No such file*' --run-dir "$work/"$'\e[2J' --wait 0
+refused "what it says is no order to the screen" 3 '*/\\x1b\[2J/manager.sock: No such file*' \
+  --run-dir "$work/"$'\e[2J' --wait 0
 refused "help tells the exit statuses" 0 '*--module N*--wait SECONDS*3  the SPAN manager could not be reached' --help
 refused "version" 0 'span-linecard [0-9]*' --version
 sockets=$(cd "$run" && echo *)
@@ -300,7 +301,8 @@ verdict "what is refused leaves no socket" "$(yes_when [ "$sockets" = manager.so
 pids[cards]=$!
 within 10 shows 1
 files=$(readlink "/proc/${pids[cards]}/fd/"{0,1,2} | xargs)
-verdict "standard files lend their numbers to no socket" "$(yes_when [ "$files" = '/dev/null /dev/null /dev/null' ])" "$files"
+verdict "standard files lend their numbers to no socket" \
+  "$(yes_when [ "$files" = '/dev/null /dev/null /dev/null' ])" "$files"
 refused "a switch without its manager" 3 '*/node-102.sock: this is not the active SPAN manager' \
   --connect "$run/node-102.sock"
 

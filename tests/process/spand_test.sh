@@ -97,7 +97,7 @@ start "$work/log" limited 64 "$spand" "${here[@]}"
 hold "few descriptors are enough for a few clients" '14 clients' 14
 expect "and for a change" 0 '0x00000000 *' "$ask" "$manager" change 3
 hold "the next ones do not wait in vain" '1 clients, then EBUSY' 10
-verdict "the log tells it" "$(yes_when grep -q '^spand: sent a client of user .*: too many clients$' "$work/log")" "$(<"$work/log")"
+verdict "the log tells it" "$(yes_when grep -q '^spand: sent a client of .*: too many clients$' "$work/log")" "$(<"$work/log")"
 kill -TERM "$pid"
 expect_end "it ends as usual" "$pid"
 
