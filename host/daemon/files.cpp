@@ -49,6 +49,14 @@ bool exists(const std::string& path) {
   return false;
 }
 
+void sync(const std::string& path) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (descriptor == -1) fail_errno(path);
+  const bool done = fsync(descriptor) == 0;
+  close(descriptor);
+  if (!done) fail_errno(path);
+}
+
 void examine_files(const std::string& directory) {
   const std::string database = database_path(directory);
   const std::string journal = database + "-wal";
@@ -99,6 +107,29 @@ StateLock::StateLock(const std::string& directory)
 StateLock::~StateLock() {
   if (id_at(database_path(directory_)) == FileId() && file_.is_there()) unlink(file_.path().c_str());
   close(descriptor_);
+}
+
+// ---- Roles ----------------------------------------------------------------------------------------------------------
+
+namespace {
+
+std::string note_path(const std::string& directory) { return directory + "/taken-over"; }
+
+}  // namespace
+
+bool was_taken_over(const std::string& directory) { return id_at(note_path(directory)) != FileId(); }
+
+void note_taken_over(const std::string& directory, bool taken_over) {
+  const std::string path = note_path(directory);
+  if (was_taken_over(directory) == taken_over) return;
+  if (taken_over) {
+    const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, S_IRUSR | S_IWUSR);
+    if (descriptor == -1) fail_errno(path);
+    close(descriptor);
+  } else if (unlink(path.c_str()) != 0) {
+    fail_errno(path);
+  }
+  sync(directory);
 }
 
 }  // namespace spand

@@ -30,6 +30,7 @@ struct StateUnreadable : StateError {
 
 std::string database_path(const std::string& directory);
 bool exists(const std::string& path);
+void sync(const std::string& path);
 
 // Refuses files that cannot be those of a state. One that has a second name could have a second manager, by a lock
 // beside that name.
@@ -64,6 +65,10 @@ class StateLock {
   int descriptor_;
   Opened file_;
 };
+
+// Whether the manager of this state was a standby that took over. The note survives a crash of the machine.
+bool was_taken_over(const std::string& directory);
+void note_taken_over(const std::string& directory, bool taken_over);
 
 }  // namespace spand
 

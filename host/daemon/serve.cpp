@@ -32,12 +32,13 @@ constexpr std::chrono::milliseconds kFarewell{500};
 
 class Daemon {
  public:
-  Daemon(const Place& place, const Description& description);
+  Daemon(const Place& place, const Description& description, bool active);
 
   void run();
 
  private:
   Service make_service();
+  State open_state() const;
   State take_over();
   State become_active();
   std::string socket() const;
@@ -49,6 +50,7 @@ class Daemon {
 
   const Place& place_;
   const Description& description_;
+  const bool active_;  // from the start
   asio::io_context io_;
   asio::signal_set signals_{io_, SIGINT, SIGTERM};
   asio::steady_timer timer_{io_};
@@ -57,9 +59,10 @@ class Daemon {
   Server server_;
 };
 
-Daemon::Daemon(const Place& place, const Description& description)
+Daemon::Daemon(const Place& place, const Description& description, bool active)
     : place_(place),
       description_(description),
+      active_(active),
       service_(make_service()),
       server_(io_, socket(), place.socket_mode,
               {service_.is_active() ? Role::kActive : Role::kStandby, description.file, description.toml},
@@ -74,8 +77,19 @@ Daemon::Daemon(const Place& place, const Description& description)
 
 Service Daemon::make_service() {
   const Access access(place_.group);
-  if (place_.standby) return {description_.chassis, access, [this] { return take_over(); }};
-  return {description_.chassis, access, open_state(place_.state_directory, description_.chassis, place_.unknown)};
+  if (!active_) return {description_.chassis, access, [this] { return take_over(); }};
+  return {description_.chassis, access, open_state()};
+}
+
+State Daemon::open_state() const {
+  prepare_state_directory(place_.state_directory);
+  State state = spand::open_state(place_.state_directory, description_.chassis, place_.unknown);
+  try {
+    note_taken_over(place_.state_directory, place_.standby);
+  } catch (const StateError& error) {
+    say(std::string("its role is not noted: ") + error.what());
+  }
+  return state;
 }
 
 State Daemon::take_over() {
@@ -92,8 +106,7 @@ State Daemon::take_over() {
 
 // The socket goes last: clients that find it find the active manager.
 State Daemon::become_active() {
-  prepare_state_directory(place_.state_directory);
-  State state = open_state(place_.state_directory, description_.chassis, place_.unknown);
+  State state = open_state();
   server_.move_to(transport::manager_socket(place_.run_directory));
   server_.set_role(Role::kActive);
   say("took over, serving " + description_.chassis.name() + " at " + transport::manager_socket(place_.run_directory));
@@ -102,8 +115,7 @@ State Daemon::become_active() {
 }
 
 std::string Daemon::socket() const {
-  return place_.standby ? transport::standby_socket(place_.run_directory)
-                        : transport::manager_socket(place_.run_directory);
+  return active_ ? transport::manager_socket(place_.run_directory) : transport::standby_socket(place_.run_directory);
 }
 
 void Daemon::give_to_group() const {
@@ -112,8 +124,8 @@ void Daemon::give_to_group() const {
 }
 
 void Daemon::tell_ready() const {
-  say((place_.standby ? "standing by for " : "serving ") + description_.chassis.name() + " at " + socket());
-  notify(place_.standby ? "READY=1\nSTATUS=Standby" : "READY=1\nSTATUS=Active");
+  say((active_ ? "serving " : "standing by for ") + description_.chassis.name() + " at " + socket());
+  notify(active_ ? "READY=1\nSTATUS=Active" : "READY=1\nSTATUS=Standby");
 }
 
 void Daemon::await_signal() {
@@ -153,14 +165,26 @@ void Daemon::run() {
   say_farewell();
 }
 
+// A standby that has taken over is the manager when it comes back. Not if another one has the state by then.
+bool serve_again(const Place& place, const Description& description) {
+  if (!place.standby || !was_taken_over(place.state_directory)) return false;
+  try {
+    Daemon daemon(place, description, true);
+    say("has taken over before, and is the manager again");
+    daemon.run();
+    return true;
+  } catch (const StateInUse&) {
+    return false;
+  }
+}
+
 }  // namespace
 
 void serve(const Place& place, const Description& description) {
   std::signal(SIGHUP, SIG_IGN);
   std::signal(SIGPIPE, SIG_IGN);
   prepare_run_directory(place.run_directory, place.socket_mode, place.group);
-  if (!place.standby) prepare_state_directory(place.state_directory);
-  Daemon(place, description).run();
+  if (!serve_again(place, description)) Daemon(place, description, !place.standby).run();
 }
 
 }  // namespace spand

@@ -18,14 +18,6 @@ using manager::Config;
 
 // ---- Opening --------------------------------------------------------------------------------------------------------
 
-void sync(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (descriptor == -1) fail_errno(path);
-  const bool done = fsync(descriptor) == 0;
-  close(descriptor);
-  if (!done) fail_errno(path);
-}
-
 // A database in the making. What was left behind of one goes, before and after.
 class Draft {
  public:

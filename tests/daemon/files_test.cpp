@@ -167,6 +167,19 @@ TEST_F(FilesTest, ChangeIsRefusedWhenTheDirectoryIsGone) {
   EXPECT_NO_THROW(state.store->save(state.config, {}, {}));
 }
 
+// ---- Roles ----------------------------------------------------------------------------------------------------------
+
+TEST_F(FilesTest, TakingOverIsNotedUntilItIsNot) {
+  EXPECT_FALSE(was_taken_over(state_.path()));
+  for (const bool taken_over : {false, true, true, false, false}) {
+    note_taken_over(state_.path(), taken_over);
+    EXPECT_EQ(was_taken_over(state_.path()), taken_over);
+  }
+  EXPECT_EQ(names_in(state_.path()), (std::vector<std::string>{}));
+  EXPECT_FALSE(was_taken_over("/nonexistent/state"));
+  EXPECT_THROW(note_taken_over("/nonexistent/state", true), StateError);
+}
+
 // ---- What a failure leaves behind -----------------------------------------------------------------------------------
 
 TEST_F(FilesTest, FirstStartOnAFullDiskLeavesNothingOrAState) {

@@ -46,10 +46,36 @@ expect "there is no standby left" 3 '*No such file or directory' "$spand" --take
 expect "the other one does not come back as active" 1 "spand: $work/state: is in use by another SPAN manager, process $second" \
   "$spand" "${here[@]}"
 start "$work/back.log" "$spand" --standby "${here[@]}"
+back=$pid
 expect "but as the standby" 0 '*0x4034002b*' "$ask" "$standby" query 5
 kill -TERM "$second"
 expect_end "ends when asked to" "$second"
 verdict "and takes its socket away" "$(yes_when [ ! -e "$manager" ])"
 expect "so that the other one can take over" 0 '' "$spand" --take-over "${here[@]}"
 expect "with all changes" 0 '*session is configured' "$ask" "$manager" query 6
+
+# ---- Roles that outlive a process ------------------------------------------------------------------------------------
+
+{ kill -KILL "$back" && wait "$back"; } 2>/dev/null
+start "$work/again.log" "$spand" --standby "${here[@]}"
+again=$pid
+verdict "one that has taken over is the manager when it comes back" "$(yes_when [ "$(<"$work/again.log")" = \
+  "spand: has taken over before, and is the manager again
+spand: serving spanlab at $manager" ])" "$(<"$work/again.log")"
+expect "with the state" 0 '*session is configured' "$ask" "$manager" query 6
+expect "the former manager does not serve beside it" 1 "spand: $work/state: is in use by another SPAN manager, process $again" \
+  "$spand" "${here[@]}"
+expect "nor at other sockets" 1 "spand: $work/state: is in use by another SPAN manager, process $again" \
+  "$spand" --run-dir "$work/run2" --state "$work/state"
+{ kill -KILL "$again" && wait "$again"; } 2>/dev/null
+start "$work/former.log" "$spand" "${here[@]}"
+former=$pid
+start "$work/last.log" "$spand" --standby "${here[@]}"
+verdict "when the former manager was faster, it is the standby" \
+  "$(yes_when [ "$(<"$work/last.log")" = "spand: standing by for spanlab at $standby" ])" "$(<"$work/last.log")"
+kill -TERM "$former" "$pid"
+expect_end "the manager ends" "$former"
+expect_end "and the standby" "$pid"
+start "$work/last.log" "$spand" --standby "${here[@]}"
+verdict "and stays the standby" "$(yes_when grep -q 'standing by' "$work/last.log")" "$(<"$work/last.log")"
 all_passed
