@@ -67,6 +67,8 @@ int wren_get_module_info(uint32_t queue, void* message, uint32_t module) {
   const auto number = static_cast<uint8_t>(module);
   if (message != nullptr && is_beyond(chassis, module)) return answer_at_once(chassis, message, number);
   if (!is_present(chassis.find_module(module))) return static_cast<int>(kNoSuchModule);
-  return quill_send(queue, kSupervisorAddress, linecard::kInformationService, linecard::kInformationOpcode, &number,
-                    sizeof number, message, 0, 0);
+  const int sent = quill_send(queue, kSupervisorAddress, linecard::kInformationService, linecard::kInformationOpcode,
+                              &number, sizeof number, message, 0, 0);
+  if (sent != 0) running()->module_error = running()->transport_error;
+  return sent;
 }

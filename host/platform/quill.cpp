@@ -52,7 +52,10 @@ int take_answer(uint32_t token, std::vector<uint8_t>& answer) {
 
 int receive(void* message, uint32_t token) {
   std::vector<uint8_t> answer;
-  if (const int error = take_answer(token, answer)) return failed(error);
+  if (const int error = take_answer(token, answer)) {
+    running()->module_error = error;
+    return failed(error);
+  }
   Handle handle = {kHandleMark, token, nullptr};
   if (!answer.empty()) {
     handle.payload = std::malloc(answer.size());

@@ -22,6 +22,7 @@ struct Switch {
   int transport_error = 0;    // the last one, an errno number
   uint32_t unhandled = 0;     // status of a request that the manager did not handle
   bool failure_told = false;  // to the operator; both since the last reset of the outcome
+  int module_error = 0;       // of a message to a module, when the library does not say why it came to nothing
   std::vector<uint8_t> prepared_answer{};
 };
 

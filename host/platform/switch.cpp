@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <stdexcept>
+#include <utility>
 
 #include "host/platform/state.h"
 #include "host/platform/status.h"
@@ -40,6 +41,7 @@ void reset_outcome() {
   here.refusal = 0;
   here.unhandled = 0;
   here.failure_told = false;
+  here.module_error = 0;
   here.link->begin_command();
 }
 
@@ -68,7 +70,12 @@ std::string failure() {
   return std::string("SPAN manager: ") + transport_error_text(static_cast<uint32_t>(here.transport_error));
 }
 
-std::string untold_failure() { return started().failure_told ? "" : failure(); }
+std::string untold_failure() {
+  Switch& here = started();
+  const std::string of_manager = here.failure_told ? "" : failure();
+  if (!of_manager.empty() || here.module_error == 0) return of_manager;
+  return std::string("modules: ") + transport_error_text(static_cast<uint32_t>(std::exchange(here.module_error, 0)));
+}
 
 std::optional<PortRoles> port_roles() {
   PortRoles roles;

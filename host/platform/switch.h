@@ -69,7 +69,7 @@ uint32_t refusal();
 
 // Why an exchange since the last reset came to nothing, in words: the manager could not be reached, or refused to
 // handle the request. Empty when all came to something. The other one is empty as well when the operator has been told
-// already, be it by the library.
+// already, be it by the library; and it tells, too, why modules did not answer, where the library has no words for it.
 std::string failure();
 std::string untold_failure();
 

@@ -191,6 +191,7 @@ TEST_F(RemoteModules, TellTheirCounters) {
             "span_cli_get_drop_counters module 2 not available\n"
             "SPAN Drop-Counters for module 3 is: 0x30\n" +
                 std::string(kNoSlot));
+  EXPECT_EQ(host::untold_failure(), "");
 }
 
 TEST_F(RemoteModules, AreAskedForNoMoreThanTheirSlots) {
@@ -213,6 +214,9 @@ TEST_F(RemoteModules, CostTheScanATimeOutEachWhenTheyAreSilent) {
             "span_cli_get_drop_counters module 2 not available\n"
             "SPAN Drop-Counters for module 3 is: 0x30\n" +
                 std::string(kNoSlot));
+  EXPECT_EQ(host::untold_failure(),
+            "modules: no answer came in time: whether the request was carried out is not known");
+  EXPECT_EQ(host::untold_failure(), "");
   EXPECT_GE(result.waited, 2 * kPatience);
   EXPECT_LT(result.waited, 1000);
 }
@@ -225,6 +229,8 @@ TEST_F(RemoteModules, AreNotFoundWithoutTheSupervisorAndThatIsWaitedForOnce) {
   EXPECT_EQ(result.text,
             "Cannot get info about module 1\nCannot get info about module 2\nCannot get info about module 3\n"
             "Cannot get info about module 4\nCannot get info about module 5\n");
+  EXPECT_EQ(host::untold_failure(),
+            "modules: no answer came in time: whether the request was carried out is not known");
 }
 
 TEST_F(RemoteModules, AreLeftAloneByAnInterruptedScan) {

@@ -211,8 +211,8 @@ verdict 'lines of the log are few' "$([ "$(wc -l <"$work/spand.log")" -lt 20 ] &
 # ---- Line cards that come and go -------------------------------------------------------------------------------------
 
 end "$cards"
-check 'dead modules cannot be told' 0 '*Cannot get info about module 1*Cannot get info about module 2*' '' \
-  -c 'show span drop-counters'
+check 'dead modules cannot be told' 0 '*Cannot get info about module 1*Cannot get info about module 2*' \
+  'spansh: modules: the service does not run' -c 'show span drop-counters'
 start_cards
 check 'they are found again' 0 '*Drop-Counters for module 2 is*' '' -c 'show span drop-counters'
 end "$cards"
