@@ -56,6 +56,7 @@ while [ $# -gt 0 ]; do
   shift
 done
 
+{ true <&0; } 2>/dev/null || exec </dev/null # a shell in the background cannot be given what is closed
 umask 077
 base=${XDG_RUNTIME_DIR-}
 [ -d "$base" ] && [ -w "$base" ] || base=${TMPDIR:-/tmp}

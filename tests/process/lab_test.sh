@@ -54,6 +54,8 @@ verdict "runs one command and ends with its status" "$(yes_when [ $status = 0 ])
 verdict "leaves nothing behind" "$(yes_when nothing_left)" "$(ls "$work")"
 "$lab" "$programs" -- -c 'show nothing' >"$work/out" 2>"$work/err"
 verdict "a wrong command's status comes through" "$(yes_when [ $? = 2 ])"
+"$lab" "$programs" -- -c 'show vsan' <&- >"$work/out" 2>"$work/err"
+verdict "needs no standard input" "$(yes_when [ $? = 0 ])" "$(<"$work/err")"
 "$lab" "$programs" --chassis "$work/none.toml" >"$work/out" 2>"$work/err"
 status=$?
 verdict "a switch that cannot be described is told" "$(yes_when [ $status = 1 ])" "status $status" "$(<"$work/err")"
