@@ -31,7 +31,7 @@ within_10_seconds() {
 }
 
 # It serves, or somebody else has its port.
-is_settled() { [ -S "$work/agentx.sock" ] || grep -q "open.*udp:127.0.0.1:$port" "$work/snmpd.log"; }
+is_settled() { [ -S "$work/agentx.sock" ] || grep -qs "open.*udp:127.0.0.1:$port" "$work/snmpd.log"; }
 
 # start_snmpd PORT: false when the port is not free.
 start_snmpd() {

@@ -30,8 +30,10 @@ open_lab() {
   env --default-signal=INT setsid "$lab" "$programs" "$@" <"$work/in" >"$work/out" 2>"$work/err" &
   script=$!
   exec 9>"$work/in"
-  within 30 grep -qs 'notifications are written' "$work/err"
+  within 30 grep -qs 'notifications are written' "$work/err" && within 30 shell_runs
 }
+the_shell() { pgrep -f "^$programs/spansh .*$work/span-lab"; }
+shell_runs() { the_shell >/dev/null; }
 
 # close_lab: the end of its input is that of its shell.
 close_lab() {
@@ -80,7 +82,7 @@ close_lab
 verdict "takes the rest down" "$(yes_when within 5 nothing_left)" "$(processes)" "$(ls "$work")"
 
 open_lab
-kill -KILL "$(pgrep -f "^$programs/spansh .*$work/span-lab")"
+kill -KILL "$(the_shell)"
 wait "$script"
 status=$?
 script=
