@@ -38,4 +38,10 @@ Answer drop_counter(uint32_t module, uint32_t drops, uint32_t opcode, Payload pa
   return tlv::encode(std::to_array<tlv::Field>({{kModuleIndexTag, asked->value}, {kDropCounterTag, drops}}));
 }
 
+bool is_whole(uint32_t service, Payload request, Payload answer) {
+  if (answer.empty()) return true;
+  if (service == kInformationService) return request.size() == 1 && answer.size() == request[0] * kRecordSize;
+  return service != kCounterService || tlv::decode(answer).has_value();
+}
+
 }  // namespace linecard

@@ -26,6 +26,10 @@ Answer module_information(const chassis::Chassis& chassis, uint32_t opcode, Payl
 // The counter service of a module.
 Answer drop_counter(uint32_t module, uint32_t drops, uint32_t opcode, Payload payload);
 
+// Whether bytes that came as the answer of one of these services are one, or none at all. The library is handed an
+// answer without its length.
+bool is_whole(uint32_t service, Payload request, Payload answer);
+
 }  // namespace linecard
 
 #endif

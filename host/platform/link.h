@@ -41,8 +41,8 @@ class Link {
   // A new command begins: services that let the one before wait in vain are waited for again.
   virtual void begin_command() {}
 
-  // From now on all waits end when that much time has passed; with nothing, each one has its own time again.
-  virtual void hurry(std::optional<std::chrono::milliseconds> /*time*/) {}
+  // From now on all waits end then; with nothing, each one has its own time again.
+  virtual void hurry(std::optional<std::chrono::steady_clock::time_point> /*end*/) {}
 };
 
 }  // namespace host

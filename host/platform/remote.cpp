@@ -7,6 +7,7 @@
 #include <map>
 #include <set>
 
+#include "host/linecard/modules.h"
 #include "host/manager/responses.h"
 #include "host/platform/state.h"
 #include "host/transport/channel.h"
@@ -56,13 +57,14 @@ class Remote : public Link {
            uint32_t& token) override;
   int receive(uint32_t token, std::vector<uint8_t>& answer) override;
   void begin_command() override { silent_.clear(); }
-  void hurry(std::optional<Milliseconds> time) override;
+  void hurry(std::optional<Clock::time_point> end) override { end_ = end; }
 
  private:
   // A message that waits for its answer.
   struct Awaited {
     Place place;
     uint32_t id;
+    std::vector<uint8_t> request;
   };
 
   transport::Channel channel(const std::string& path) const { return {path, program_, interrupt()}; }
@@ -95,10 +97,6 @@ transport::Channel& Remote::node(uint32_t address) {
   const auto at = nodes_.find(address);
   if (at != nodes_.end()) return at->second;
   return nodes_.emplace(address, channel(transport::node_socket(endpoint_.run_directory, address))).first->second;
-}
-
-void Remote::hurry(std::optional<Milliseconds> time) {
-  end_ = time ? std::optional(Clock::now() + *time) : std::nullopt;
 }
 
 Milliseconds Remote::wait_of(uint32_t milliseconds) const {
@@ -183,19 +181,20 @@ int Remote::send(uint32_t address, uint32_t service, uint32_t opcode, std::span<
   if (error != 0) return of_module(place, error);
   if (awaited_.size() == kAnswersAwaited) awaited_.erase(awaited_.begin());
   token = ++last_token_;
-  awaited_[token] = {place, id};
+  awaited_[token] = {place, id, {payload.begin(), payload.end()}};
   return 0;
 }
 
 int Remote::receive(uint32_t token, std::vector<uint8_t>& answer) {
   const auto at = awaited_.find(token);
   if (at == awaited_.end()) return ETIMEDOUT;
-  const Awaited awaited = at->second;
+  const Awaited awaited = std::move(at->second);
   awaited_.erase(at);
   Message message = {Type::kAnswer};
   const int error = node(awaited.place.first).receive(awaited.id, message, message_wait());
   if (error != 0) return of_module(awaited.place, error);
-  if (message.type != Type::kAnswer) return EPROTO;
+  const bool whole = linecard::is_whole(awaited.place.second, awaited.request, message.body);
+  if (message.type != Type::kAnswer || !whole) return EPROTO;
   answer = std::move(message.body);
   return 0;
 }

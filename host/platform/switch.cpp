@@ -48,7 +48,7 @@ void reset_outcome() {
 Glance::Glance() : debug_output_(debug_output()) {
   clear_interrupt();  // that of the last command
   set_debug_output(false);
-  started().link->hurry(kGlance);
+  started().link->hurry(std::chrono::steady_clock::now() + kGlance);
 }
 
 Glance::~Glance() {

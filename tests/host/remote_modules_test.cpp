@@ -14,6 +14,7 @@ namespace {
 using std::chrono::milliseconds;
 
 constexpr uint32_t kPatience = 150;
+constexpr uint32_t kEchoService = 8;  // its answers may be anything
 
 class RemoteModules : public Remote {
  protected:
@@ -21,7 +22,7 @@ class RemoteModules : public Remote {
 
   void connect_with(const host::Waits& waits) { connect(waits); }
 
-  int send(uint32_t address, uint32_t service = linecard::kCounterService, const char* payload = "ask") {
+  int send(uint32_t address, uint32_t service = kEchoService, const char* payload = "ask") {
     const int result = quill_send(queue_, address, service, 2020, payload, static_cast<uint32_t>(std::strlen(payload)),
                                   message_, 0, 0);
     return result == 0 ? 0 : error();
@@ -35,7 +36,7 @@ class RemoteModules : public Remote {
   }
 
   // Sends and receives; the answer's payload is in message_.
-  int ask(uint32_t address, uint32_t service = linecard::kCounterService) {
+  int ask(uint32_t address, uint32_t service = kEchoService) {
     const int error = send(address, service);
     return error != 0 ? error : receive(quill_rr_token_get(message_));
   }
@@ -93,7 +94,7 @@ TEST_F(RemoteModules, AreAskedAtTheirAddress) {
   ASSERT_EQ(ask(0x102), 0);
   EXPECT_EQ(text(3), "ask");
   EXPECT_EQ(transport::decode<transport::Send>(process->asked()[0].body),
-            (transport::Send{linecard::kCounterService, 2020, {'a', 's', 'k'}}));
+            (transport::Send{kEchoService, 2020, {'a', 's', 'k'}}));
   quill_drop(queue_, message_);
 }
 
@@ -146,6 +147,31 @@ TEST_F(RemoteModules, MayAnswerWithNothing) {
   const auto process = node(0x102, always(Type::kAnswer, {}));
   ASSERT_EQ(ask(0x102), 0);
   EXPECT_EQ(quill_payload_get(message_), nullptr);
+}
+
+// The library reads as far as it believes that an answer goes.
+TEST_F(RemoteModules, CannotAnswerWithLessThanWasAskedFor) {
+  Bytes answer = {0, 0, 0, 8, 0, 4, 0, 4, 0, 0, 0, 7};  // a counter
+  const auto process =
+      node(0x102, [&](const Message& /*message*/, const Responder& respond) { respond(Type::kAnswer, answer); });
+  EXPECT_EQ(ask(0x102, linecard::kCounterService), 0);
+  quill_drop(queue_, message_);
+  answer[3] = 0xFF;
+  EXPECT_EQ(ask(0x102, linecard::kCounterService), EPROTO);
+  for (size_t size = 11; size > 0; --size) {
+    answer.resize(size);
+    EXPECT_EQ(ask(0x102, linecard::kCounterService), EPROTO) << size << " bytes";
+  }
+  constexpr size_t kRecord = 458;
+  for (const size_t size : {size_t{1}, 3 * kRecord - 1, 3 * kRecord + 1, 4 * kRecord}) {
+    answer.assign(size, 0);
+    ASSERT_EQ(send(0x102, linecard::kInformationService, "\3"), 0);
+    EXPECT_EQ(receive(quill_rr_token_get(message_)), EPROTO) << size << " bytes";
+  }
+  answer.assign(3 * kRecord, 0);
+  ASSERT_EQ(send(0x102, linecard::kInformationService, "\3"), 0);
+  EXPECT_EQ(receive(quill_rr_token_get(message_)), 0);
+  quill_drop(queue_, message_);
 }
 
 TEST_F(RemoteModules, AreForgottenWhenTooManyAnswersAreOpen) {
