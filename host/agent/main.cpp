@@ -32,8 +32,11 @@ constexpr uint32_t kShortestPeriod = 100;
 constexpr uint32_t kLongestPeriod = 3'600'000;
 constexpr uint32_t kTraceEvent = 1;  // of the library's traces
 
+// No request waits longer for the manager; a module has had the time of a look to answer.
+constexpr host::Waits kWaits = {2000, 200};
+
 struct Options {
-  shell::SwitchOptions which;
+  shell::SwitchOptions which{kWaits};
   std::string startup;
   std::string socket;
   std::string base{kDefaultBase};

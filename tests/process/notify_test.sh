@@ -116,16 +116,23 @@ stop manager
 start_manager
 brings "what changed in the meantime is told on its return" "$(inactive 1 'Session is admin suspended')"
 
+# slowest: of 30 requests, in milliseconds.
+slowest() {
+  local i begin taken slowest=0
+  for ((i = 0; i < 30; ++i)); do
+    begin=${EPOCHREALTIME/./}
+    snmp get "$mirror.1.1.1.4.1" >/dev/null
+    taken=$(((${EPOCHREALTIME/./} - begin) / 1000))
+    slowest=$((taken > slowest ? taken : slowest))
+    sleep 0.1
+  done
+  echo $slowest
+}
+usual=$(slowest)
 kill -STOP "${pids[cards]}"
-slowest=0
-for ((i = 0; i < 30; ++i)); do
-  begin=$(date +%s%N)
-  snmp get "$mirror.1.1.1.4.1" >/dev/null
-  taken=$((($(date +%s%N) - begin) / 1000000))
-  slowest=$((taken > slowest ? taken : slowest))
-  sleep 0.1
-done
-verdict "with modules that do not answer, the slowest of 30 requests took $slowest ms" "$(yes_when [ $slowest -lt 2500 ])"
+now=$(slowest)
+verdict "with modules that do not answer, the slowest request took $now ms instead of $usual" \
+  "$(yes_when [ "$now" -lt $((usual + 800)) ])"
 set_session "3.1" i 1
 brings "changes are told all the same" "$(active 1)"
 kill -CONT "${pids[cards]}"
