@@ -4,12 +4,14 @@
 #include <csignal>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "host/agent/master.h"
 #include "host/agent/mirror.h"
 #include "host/agent/notifier.h"
 #include "host/agent/smon.h"
+#include "host/agent/watch.h"
 #include "host/platform/switch.h"
 #include "host/shell/say.h"
 #include "host/shell/startup.h"
@@ -26,10 +28,11 @@ constexpr char kExitStatus[] =
     "  0  ended as it was told to\n"
     "  1  the switch refused a command of the start-up file\n"
     "  2  a wrong option or file, or objects that cannot be registered\n"
-    "  3  the SPAN manager could not be reached at the start";
+    "  3  the SPAN manager was lost in the midst of the start-up file";
 
 constexpr uint32_t kShortestPeriod = 100;
 constexpr uint32_t kLongestPeriod = 3'600'000;
+constexpr uint32_t kSearchPeriod = 500;
 constexpr uint32_t kTraceEvent = 1;  // of the library's traces
 
 // No request waits longer for the manager; a module has had the time of a look to answer.
@@ -75,21 +78,60 @@ Status failed(const std::string& text) {
   return Status::kUsage;
 }
 
+// The switch is that of this process, or known as soon as the manager is there to tell it.
+class Search {
+ public:
+  explicit Search(const Options& options) : options_(options) {}
+
+  // What the process has to end with; kDone also while the manager is away.
+  Status look() {
+    const Time from = Clock::now();
+    if (host::has_switch() || !budget_.allows(from)) return Status::kDone;
+    std::string problem;
+    const Status status = options_.which.open("span-agent", problem);
+    budget_.spend(from, Clock::now());
+    if (status == Status::kUsage) return failed(problem);
+    if (status == Status::kDone) return found();
+    if (told_.insert(problem).second) shell::say(problem + "; waiting for the SPAN manager");
+    return Status::kDone;
+  }
+
+ private:
+  using Clock = Time::clock;
+
+  Status found() const {
+    if (!told_.empty()) shell::say("the SPAN manager is there");
+    return configure(options_.startup);
+  }
+
+  const Options& options_;
+  Budget budget_;
+  std::set<std::string> told_;  // why it is away
+};
+
 Status run(const Options& options) {
-  Status status = options.which.open("span-agent");
-  if (status == Status::kDone) status = configure(options.startup);
-  if (status != Status::kDone) return status;
   uint32_t queue = host::switch_queue();
   span_snmp_set_quill_q(&queue);
   span_snmp_set_tarn(kTraceEvent);
   set_base(*parse_oid(options.base));
   if (!open_master(options.socket, shell::say)) return failed("Net-SNMP cannot be started");
+  Search search(options);
+  Status status = search.look();
+  if (status != Status::kDone) return status;
   if (!register_mirror() || !register_smon()) return failed("objects cannot be registered");
   Notifier notifier;
   join_master();
-  serve(options.period_ms, [&] { notifier.poll(); });
+  repeat(kSearchPeriod, [&] {
+    status = search.look();
+    if (status != Status::kDone) stop_serving();
+  });
+  // Without a master nobody would hear what is found: it is found when the master is back.
+  repeat(options.period_ms, [&] {
+    if (has_master() && host::has_switch()) notifier.poll();
+  });
+  serve();
   leave_master();
-  return Status::kDone;
+  return status;
 }
 
 }  // namespace

@@ -7,9 +7,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <deque>
 #include <utility>
 
 #include "host/agent/reply.h"
+#include "host/platform/switch.h"
 // Behind Net-SNMP's other headers.
 #include <net-snmp/agent/agent_callbacks.h>
 
@@ -24,7 +26,6 @@ constexpr unsigned kLongestWait = 16;
 constexpr int kPatience = 3;  // seconds for an answer of the master
 
 Say say;
-std::function<void()> poll_function;
 int stop_pipe[2] = {-1, -1};
 bool stopping = false;
 bool connected = false;
@@ -98,8 +99,10 @@ void send_once() {
 
 // ---- Signals and alarms ---------------------------------------------------------------------------------------------
 
+// What is waited for is not worth it any more.
 void ask_to_stop(int) {
   const int saved = errno;
+  host::interrupt_switch();
   [[maybe_unused]] const ssize_t written = write(stop_pipe[1], "", 1);
   errno = saved;
 }
@@ -116,9 +119,8 @@ bool catch_signals() {
   return true;
 }
 
-// Without a master nobody would hear what is found: it is found when the master is back.
-void poll_once(unsigned, void*) {
-  if (connected) poll_function();
+void do_work(unsigned, void* work) {
+  if (!stopping) (*static_cast<const std::function<void()>*>(work))();
 }
 
 }  // namespace
@@ -147,12 +149,19 @@ void join_master() {
   try_later();
 }
 
-void serve(unsigned period_ms, std::function<void()> poll) {
-  poll_function = std::move(poll);
+bool has_master() { return connected; }
+
+void repeat(unsigned period_ms, std::function<void()> work) {
+  static std::deque<std::function<void()>> all;
   const timeval period = {static_cast<time_t>(period_ms / 1000), static_cast<suseconds_t>(period_ms % 1000 * 1000)};
-  snmp_alarm_register_hr(period, SA_REPEAT, poll_once, nullptr);
+  snmp_alarm_register_hr(period, SA_REPEAT, do_work, &all.emplace_back(std::move(work)));
+}
+
+void serve() {
   while (!stopping) agent_check_and_process(1);
 }
+
+void stop_serving() { stopping = true; }
 
 void leave_master() {
   stopping = true;

@@ -18,8 +18,15 @@ bool open_master(const std::string& socket, Say say);
 // time that objects are served from then on.
 void join_master();
 
-// Answers requests until SIGTERM or SIGINT comes; `poll` is called every `period_ms` milliseconds.
-void serve(unsigned period_ms, std::function<void()> poll);
+// Whether there is one.
+bool has_master();
+
+// Has `work` done in serve(), every `period_ms` milliseconds.
+void repeat(unsigned period_ms, std::function<void()> work);
+
+// Answers requests until SIGTERM or SIGINT comes, or stop_serving() is called.
+void serve();
+void stop_serving();
 
 void leave_master();
 

@@ -24,9 +24,22 @@ void answer(const Served& served, netsnmp_agent_request_info& info, netsnmp_requ
   }
 }
 
+// What a manager that is away comes to. A set is refused before anything else is done for it.
+void refuse(netsnmp_agent_request_info& info, netsnmp_request_info* requests) {
+  const bool read = info.mode == MODE_GET || info.mode == MODE_GETNEXT;
+  if (!read && info.mode != MODE_SET_RESERVE1) return;
+  for (netsnmp_request_info* request = requests; request != nullptr; request = request->next) {
+    if (request->processed == 0) fail(info, *request, read ? SNMP_ERR_GENERR : SNMP_ERR_RESOURCEUNAVAILABLE);
+  }
+}
+
 // Nothing thrown goes into Net-SNMP. What can be thrown is that memory is out.
 int handle(netsnmp_mib_handler* handler, netsnmp_handler_registration*, netsnmp_agent_request_info* info,
            netsnmp_request_info* requests) {
+  if (!host::has_switch()) {
+    refuse(*info, requests);
+    return SNMP_ERR_NOERROR;
+  }
   const Deadline deadline;
   try {
     answer(*static_cast<const Served*>(handler->myvoid), *info, requests);

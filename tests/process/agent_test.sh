@@ -54,25 +54,30 @@ verdict 'a wrong one is not' "$(yes_when grep -q . <<<"$(lint "$work/wrong")")"
 "$programs/span-agent" --base 1.3.x >/dev/null 2>"$work/said"
 same 'a base is an object identifier' '2 --base: 1.3.x is no object identifier that a MIB could lie at' \
   "$? $(head -n 1 "$work/said")"
-"$programs/span-agent" --connect "$work/nowhere" --agentx "$work/agentx.sock" >/dev/null 2>"$work/said"
-same 'without a manager it does not start' '3 1' "$? $(wc -l <"$work/said")"
+touch "$work/file"
+"$programs/span-agent" --connect "$work/file" --agentx "$work/agentx.sock" >/dev/null 2>"$work/said"
+same 'a manager is looked for in a directory' "2 span-agent: $work/file: neither a run directory nor a socket" \
+  "$? $(<"$work/said")"
 
-start_manager
-"$programs/span-agent" --connect --agentx "$work/agentx.sock" <&- >&- 2>&- &
-pids[agent]=$!
-disown
-files_of_agent() { readlink "/proc/${pids[agent]}/fd/"*; }
-has_socket() { files_of_agent | grep -q '^socket:'; }
-needed 10 has_socket
-same 'standard files lend their numbers to no socket' '/dev/null /dev/null /dev/null' \
-  "$(files_of_agent | head -n 3 | xargs)"
-stop agent KILL
+error_of() { sed -n 's/^Reason: (\?\([A-Za-z]*\).*/\1/p'; }
 
 start agent "$programs/span-agent" --connect --agentx "$work/agentx.sock"
+needed 10 log_has agent 'waiting for the SPAN manager'
 needed 10 log_has agent 'no master agent yet'
 start_snmpd
 needed 20 log_has agent serving
 verdict 'an agent that is there before snmpd finds it' yes
+for table in 1 2 3 4 5; do
+  same "before the manager, table $table is not told to be empty" genError "$(snmp getnext "$objects.$table" | error_of)"
+done
+same 'nor are the port copies' genError "$(snmp getnext "$smon.3.1" | error_of)"
+same 'a row is an error, too' genError "$(snmp get "$objects.5.1.0" | error_of)"
+sets 'a set is refused' 'resourceUnavailable portMirrorDropThreshold.0' portMirrorDropThreshold.0 = 9
+start_manager
+threshold_is_there() { [ "$(snmp get -Oqv "$objects.5.1.0")" = 1024 ]; }
+verdict 'an agent that is there before the manager finds it' "$(yes_when within 20 threshold_is_there)"
+same 'with a line for its absence and one for its coming' '1 1 4' \
+  "$(log_lines agent 'waiting for the SPAN manager') $(log_lines agent 'SPAN manager is there') $(wc -l <"$work/agent.log")"
 
 same 'a switch that nobody has configured' 'portMirrorDropThreshold.0 = 1024 packets' "$(named walk portMirrorMIB)"
 
@@ -273,12 +278,10 @@ for time in first second; do
   verdict "snmpd is back for the $time time" "$(yes_when within 10 serves_again "$before")"
   same "and all objects are" "$walked" "$(snmp walk "$mirror")"
 done
-same 'each loss and each return was told in a line' '2 3 6' \
+same 'each loss and each return was told in a line' '2 3 8' \
   "$(log_lines agent 'is gone') $(log_lines agent serving) $(wc -l <"$work/agent.log")"
 
 # ---- A manager that is away ------------------------------------------------------------------------------------------
-
-error_of() { sed -n 's/^Reason: (\?\([A-Za-z]*\).*/\1/p'; }
 
 # In a walk: the first rows are there, then there is no manager.
 getnext() { snmp getnext -Oqn "$1" | sed 's/ .*//'; }
@@ -300,6 +303,9 @@ began=$SECONDS
 same 'a manager that does not answer is an error' genError "$(snmp walk "$mirror" | error_of)"
 took=$((SECONDS - began))
 verdict "within seconds" "$(yes_when [ $took -le 4 ])" "$took seconds"
+timeout --preserve-status -k 30 2 "$programs/span-agent" --connect --timeout 60000 --agentx "$work/nowhere.sock" \
+  2>"$work/said"
+same 'who waits for its answer ends when told to' 0 $?
 kill -CONT "${pids[manager]}"
 tells_all() { [ "$(snmp walk "$mirror")" = "$walked" ]; }
 verdict 'all rows are back when it does' "$(yes_when within 10 tells_all)"
@@ -343,6 +349,16 @@ same 'and no longer where it was' "$mirror = No Such Object available on this ag
 stop agent
 agent_options=()
 
+"$programs/span-agent" --connect --agentx "$work/agentx.sock" <&- >&- 2>&- &
+pids[agent]=$!
+disown
+files_of_agent() { readlink "/proc/${pids[agent]}/fd/"*; }
+has_socket() { files_of_agent | grep -q '^socket:'; }
+needed 10 has_socket
+same 'standard files lend their numbers to no socket' '/dev/null /dev/null /dev/null' \
+  "$(files_of_agent | head -n 3 | xargs)"
+stop agent KILL
+
 # A stateless standby knows no sessions.
 stop manager
 start manager "$programs/spand" --standby --run-dir "$SPAN_RUN_DIR" --state "$work/standby-state"
@@ -356,7 +372,10 @@ done
 sets 'a standby changes nothing' "resourceUnavailable $row.3" $row.3 = createAndGo
 stop agent
 
-timeout --preserve-status 1 "$programs/span-agent" --embedded --agentx "$work/nowhere.sock" 2>"$work/said"
+timeout --preserve-status -k 30 1 "$programs/span-agent" --connect "$work/nowhere" --agentx "$work/nowhere.sock" \
+  2>"$work/said"
+same 'it ends when it is told to while it waits' '0 2' "$? $(wc -l <"$work/said")"
+timeout --preserve-status -k 30 1 "$programs/span-agent" --embedded --agentx "$work/nowhere.sock" 2>"$work/said"
 same 'it ends when it is told to' '0 1' "$? $(wc -l <"$work/said")"
 
 stale=$("$mib_folder/../../docs/update.sh" --check "$programs/spansh" "$mib_folder/../../docs/snmp.md" 2>&1) && stale=
