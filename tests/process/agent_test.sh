@@ -236,6 +236,7 @@ refused 'one that is no port' "wrongValue $dest.2" "$dest.2" = $((0x04000001))
 refused 'a member of a port channel' "inconsistentValue $dest.2" "$dest.2" = "$(fc 1 9)"
 refused 'a source as destination' "inconsistentValue $dest.5" "$dest.5" = "$(fc 1 3)"
 refused 'the destination of another one' "inconsistentValue $dest.5" "$dest.5" = "$(fc 1 1)"
+refused 'that of the other one in exchange' "inconsistentValue $dest.5" "$dest.5" = "$(fc 1 1)" "$dest.2" = $((0x0F000001))
 refused 'a destination as source' "inconsistentName $source.5.$(fc 1 1).ingress" "$source.5.$(fc 1 1).1" = createAndGo
 refused 'a source that is not known' "noCreation $source.5.99.egress" "$source.5.99.2" = createAndGo
 refused 'a tunnel as source' "noCreation $source.5.$((0x0F000001)).egress" "$source.5.$((0x0F000001)).2" = createAndGo
@@ -265,6 +266,8 @@ numbered 'a table that is not there' notWritable "$objects.9.1.1.5" i 4
 
 sets 'the threshold is set' 'done' portMirrorDropThreshold.0 = 99
 same 'it is the new one' 'packets 99' "$(rows --table drop-threshold | tail -n 1 | tr -s ' ')"
+audited=$("$programs/spand" --audit 1 --state "$work/state" | sed -n '2s/  */ /gp')
+same 'the audit names user, process and program' "$(id -un) ${pids[agent]} span-agent" "$(cut -d' ' -f2-4 <<<"$audited")"
 sets 'its default is set' 'done' portMirrorDropThreshold.0 = 4294967295
 same 'it is 1024' 'portMirrorDropThreshold.0 = 1024 packets' "$(named get portMirrorDropThreshold.0)"
 
