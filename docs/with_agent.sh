@@ -42,6 +42,8 @@ agentaddress udp:127.0.0.1:$port
 rocommunity public 127.0.0.1
 rwcommunity private 127.0.0.1
 master agentx
+agentXTimeout 5
+agentXRetries 0
 agentXSocket $work/agentx.sock
 END
   MIBS='' snmpd -f -C -c "$work/snmpd.conf" -Lo -I -smux >"$work/snmpd.log" 2>&1 &

@@ -170,6 +170,8 @@ agentaddress udp:127.0.0.1:$1
 rocommunity public 127.0.0.1
 rwcommunity private 127.0.0.1
 master agentx
+agentXTimeout 5
+agentXRetries 0
 agentXSocket $lab/agentx.sock
 trap2sink 127.0.0.1:$trap_port public
 dontLogTCPWrappersConnects yes

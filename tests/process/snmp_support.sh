@@ -92,6 +92,8 @@ agentaddress udp:127.0.0.1:$snmp_port
 rocommunity public 127.0.0.1
 rwcommunity private 127.0.0.1
 master agentx
+agentXTimeout 5
+agentXRetries 0
 agentXSocket $work/agentx.sock
 trap2sink 127.0.0.1:$trap_port public
 END
