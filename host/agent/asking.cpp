@@ -40,9 +40,9 @@ void set_timer(std::chrono::seconds after) {
 
 }  // namespace
 
-Deadline::Deadline() {
+Deadline::Deadline(Need need) {
   started = Clock::now();
-  if (started < rested) host::interrupt_switch();
+  if (need == Need::kCanWait && started < rested) host::interrupt_switch();
   set_timer(kPatience);
 }
 

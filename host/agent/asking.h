@@ -33,10 +33,12 @@ uint32_t change(Call call) {
 }
 
 // A limit to the time that the answer to one request takes, however often the manager is asked for it: what is asked
-// later fails. A manager that was too slow gets a rest, in which it is not asked at all.
+// later fails. A manager that was too slow gets a rest, in which it is not asked at all, unless it has to be.
+enum class Need { kCanWait, kAtOnce };
+
 class Deadline {
  public:
-  Deadline();
+  explicit Deadline(Need need = Need::kCanWait);
   ~Deadline();
   Deadline(const Deadline&) = delete;
   Deadline& operator=(const Deadline&) = delete;

@@ -33,14 +33,15 @@ void refuse(netsnmp_agent_request_info& info, netsnmp_request_info* requests) {
   }
 }
 
-// Nothing thrown goes into Net-SNMP. What can be thrown is that memory is out.
+// Nothing thrown goes into Net-SNMP. What can be thrown is that memory is out. What a slow manager has done of a change
+// is taken back now or never.
 int handle(netsnmp_mib_handler* handler, netsnmp_handler_registration*, netsnmp_agent_request_info* info,
            netsnmp_request_info* requests) {
   if (!host::has_switch()) {
     refuse(*info, requests);
     return SNMP_ERR_NOERROR;
   }
-  const Deadline deadline;
+  const Deadline deadline(info->mode == MODE_SET_UNDO ? Need::kAtOnce : Need::kCanWait);
   try {
     answer(*static_cast<const Served*>(handler->myvoid), *info, requests);
   } catch (const std::exception&) {

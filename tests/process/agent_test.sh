@@ -313,6 +313,31 @@ kill -CONT "${pids[manager]}"
 tells_all() { [ "$(snmp walk "$mirror")" = "$walked" ]; }
 verdict 'all rows are back when it does' "$(yes_when within 10 tells_all)"
 
+# It stands still in the midst of a change of many steps, and goes on when the agent takes back what was done.
+many=()
+for port in {13..24}; do
+  for direction in 1 2; do many+=("$source.2.$(fc 2 "$port").$direction" '=' createAndGo); done
+done
+a_step_is_done() { [ "$work/state/span.db-wal" -nt "$work/since" ]; }
+stall_in_the_midst() {
+  local end=$((SECONDS + 20))
+  until a_step_is_done || [ $SECONDS -gt $end ]; do :; done
+  kill -STOP "${pids[manager]}"
+  sleep 2.8
+  kill -CONT "${pids[manager]}"
+}
+before=$(rows)
+for ((try = 0; try < 5; ++try)); do
+  touch "$work/since"
+  stall_in_the_midst &
+  cut_off=$(outcome "${many[@]}")
+  wait $!
+  [ "$cut_off" = 'done' ] || break
+  outcome "${many[@]/createAndGo/destroy}" >/dev/null
+done
+same 'a change that a slow manager cuts off is refused' resourceUnavailable "${cut_off% *}"
+same 'and leaves all as it was' "$before" "$(rows)"
+
 # ---- Who may not change anything -------------------------------------------------------------------------------------
 
 stop agent
