@@ -25,12 +25,16 @@ FileId id_of(int descriptor) {
   return fstat(descriptor, &facts) == 0 ? FileId(facts.st_dev, facts.st_ino) : FileId();
 }
 
+// One that is not there is as good as one that goes meanwhile: the files of another manager that is just ending.
 void examine(const std::string& path) {
   struct stat facts {};
-  if (lstat(path.c_str(), &facts) != 0) refuse(path, std::strerror(errno));
+  const int error = lstat(path.c_str(), &facts) == 0 ? 0 : errno;
+  if (error == ENOENT) return;
+  if (error != 0) refuse(path, std::strerror(error));
   if (!S_ISREG(facts.st_mode)) refuse(path, S_ISLNK(facts.st_mode) ? "is a symbolic link" : "is not a regular file");
-  if (facts.st_nlink != 1) refuse(path, "is a hard link: the file has other names");
-  if (faccessat(AT_FDCWD, path.c_str(), R_OK | W_OK, AT_EACCESS) != 0) refuse(path, std::strerror(errno));
+  if (facts.st_nlink > 1) refuse(path, "is a hard link: the file has other names");
+  const bool usable = faccessat(AT_FDCWD, path.c_str(), R_OK | W_OK, AT_EACCESS) == 0 || errno == ENOENT;
+  if (!usable) refuse(path, std::strerror(errno));
 }
 
 std::string lock_path(const std::string& directory) { return directory + "/lock"; }
@@ -61,7 +65,7 @@ void examine_files(const std::string& directory) {
   const std::string database = database_path(directory);
   const std::string journal = database + "-wal";
   for (const std::string& path : {lock_path(directory), database, journal, database + "-shm"}) {
-    if (exists(path)) examine(path);
+    examine(path);
   }
   if (exists(journal) && !exists(database)) refuse(database, "is gone, but its journal " + journal + " is still there");
 }

@@ -4,6 +4,8 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <atomic>
+#include <thread>
 
 #include "host/daemon/state.h"
 #include "tests/daemon/daemon_support.h"
@@ -221,6 +223,30 @@ TEST_F(FilesTest, LockOfAnotherOneStays) {
   lock.reset();
   EXPECT_EQ(names_in(state_.path()), (std::vector<std::string>{"lock"}));
   EXPECT_TRUE(other.file().is_there());
+}
+
+// Each one that lets go takes the file away, which another one may have opened just then.
+TEST_F(FilesTest, LockHasOneHolderAtATime) {
+  std::atomic<int> holders = 0;
+  std::atomic<int> held = 0;
+  std::atomic<int> too_many = 0;
+  const auto take_and_let_go = [&] {
+    for (int i = 0; i < 3000; ++i) {
+      try {
+        const StateLock lock(state_.path());
+        too_many += ++holders > 1;
+        ++held;
+        std::this_thread::yield();
+        --holders;
+      } catch (const StateInUse&) {
+      }
+    }
+  };
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) threads.emplace_back(take_and_let_go);
+  for (std::thread& each : threads) each.join();
+  EXPECT_GT(held, 0);
+  EXPECT_EQ(too_many, 0);
 }
 
 }  // namespace
