@@ -16,6 +16,7 @@
 #include "host/shell/say.h"
 #include "host/shell/startup.h"
 #include "host/shell/switch_options.h"
+#include "host/transport/descriptors.h"
 #include "libspan.h"
 
 namespace agent {
@@ -138,7 +139,7 @@ Status run(const Options& options) {
 }  // namespace agent
 
 int main(int argc, char** argv) {
-  shell::hold_standard_files();
+  transport::hold_standard_files();
   std::signal(SIGPIPE, SIG_IGN);
   shell::set_speaker("span-agent");
   CLI::App app{"Port mirroring in SNMP: a subagent of snmpd.", "span-agent"};

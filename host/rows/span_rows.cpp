@@ -15,6 +15,7 @@
 #include "host/shell/say.h"
 #include "host/shell/startup.h"
 #include "host/shell/switch_options.h"
+#include "host/transport/descriptors.h"
 #include "platform/if_index.h"
 
 namespace rows {
@@ -149,7 +150,7 @@ Status run(const Options& options) {
 }  // namespace rows
 
 int main(int argc, char** argv) {
-  shell::hold_standard_files();
+  transport::hold_standard_files();
   std::signal(SIGPIPE, SIG_IGN);
   shell::set_speaker("span-rows");
   CLI::App app{"The SNMP tables of port mirroring, each walked with get-next.", "span-rows"};

@@ -18,6 +18,7 @@
 #include "host/shell/say.h"
 #include "host/shell/startup.h"
 #include "host/shell/switch_options.h"
+#include "host/transport/descriptors.h"
 
 namespace shell {
 namespace {
@@ -145,7 +146,7 @@ int run(const Options& options) {
 }  // namespace shell
 
 int main(int argc, char** argv) {
-  shell::hold_standard_files();
+  transport::hold_standard_files();
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
   std::setlocale(LC_CTYPE, "");

@@ -1,8 +1,5 @@
 #include "host/shell/say.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -14,12 +11,6 @@ namespace {
 const char* speaker = "spansh";
 
 }  // namespace
-
-void hold_standard_files() {
-  for (const int number : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (fcntl(number, F_GETFD) == -1) open("/dev/null", number == STDERR_FILENO ? O_WRONLY : O_RDONLY);
-  }
-}
 
 void set_speaker(const char* program) { speaker = program; }
 

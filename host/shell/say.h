@@ -6,9 +6,6 @@
 
 namespace shell {
 
-// A standard file that is closed would lend its number to the next file that is opened: before anything else.
-void hold_standard_files();
-
 // Who talks; spansh when nobody is set.
 void set_speaker(const char* program);
 
