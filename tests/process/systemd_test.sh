@@ -25,7 +25,7 @@ done
 for unit in "$units"/spand*.service; do
   name=$(basename "$unit")
   grep -qx 'RestartPreventExitStatus=2' "$unit" && ! grep -q '^ExecStartPre=' "$unit"
-  verdict "$name is not restarted on what cannot be read" $? "$(grep -E '^(Restart|ExecStart)' "$unit")"
+  verdict "$name is not restarted on what cannot be read" "$(yes_when [ $? -eq 0 ])" "$(grep -E '^(Restart|ExecStart)' "$unit")"
 done
 
 # Without its directories it may write nowhere.
