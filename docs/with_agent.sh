@@ -57,7 +57,8 @@ until start_snmpd "$port"; do port=$((port + 1)); done
 "$programs/span-agent" --embedded --startup "$root/examples/startup.span" --agentx "$work/agentx.sock" \
   >"$work/agent.log" 2>&1 &
 pids+=($!)
-within_10_seconds grep -qs serving "$work/agent.log"
+serves() { grep -qs serving "$work/agent.log" && snmpget -v2c -c public -Oqv localhost portMirrorDropThreshold.0 | grep -q '^[0-9]'; }
+within_10_seconds serves
 
 for command in "${@:2}"; do
   printf '$ %s\n' "$command"

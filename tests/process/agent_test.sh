@@ -369,6 +369,7 @@ stop manager
 
 start_manager
 agent_options=(--base 1.3.6.1.4.1.99999.7)
+registered=.1.3.6.1.4.1.99999.7.1
 start_agent
 same 'the MIB is where it was moved to' "$walked" \
   "$(snmp walk .1.3.6.1.4.1.99999.7 | sed "s/^\.1\.3\.6\.1\.4\.1\.99999\.7\.1\./$mirror./")"
@@ -376,6 +377,7 @@ same 'and no longer where it was' "$mirror = No Such Object available on this ag
   "$(snmp walk "$mirror" | head -n 1)"
 stop agent
 agent_options=()
+registered=$mirror
 
 "$programs/span-agent" --connect --agentx "$work/agentx.sock" <&- >&- 2>&- &
 pids[agent]=$!

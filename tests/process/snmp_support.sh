@@ -110,12 +110,16 @@ start_agent() {
   start agent "$programs/span-agent" --connect --agentx "$work/agentx.sock" "${agent_options[@]}"
   needed 20 serves_again "$before"
 }
-serves_again() { [ "$(log_lines agent serving)" -gt "$1" ]; }
+serves_again() { [ "$(log_lines agent serving)" -gt "$1" ] && is_registered; }
+
+# It says that it serves before snmpd has heard of its objects.
+is_registered() { ! snmp get "$registered.1.5.1.0" | grep -q 'No Such Object'; }
 
 # ---- Questions by number ---------------------------------------------------------------------------------------------
 
 mirror=.1.3.6.1.4.1.8072.9999.9999.1
 smon=.1.3.6.1.2.1.16.22.1
+registered=$mirror
 
 # snmp TOOL OID...: as the tool prints it, by number.
 snmp() {
