@@ -59,6 +59,7 @@ void try_again(unsigned, void*) {
   if (connected) return;
   if (subagent_open_master_session() != 0) return try_later();
   register_mib_reattach();
+  if (connected) say("serving");
 }
 
 void try_later() {
@@ -69,7 +70,6 @@ void try_later() {
 int note_return(int, int, void*, void*) {
   connected = true;
   next_wait = kFirstWait;
-  say("serving");
   return 0;
 }
 
@@ -144,7 +144,7 @@ bool open_master(const std::string& socket, Say speaker) {
 
 void join_master() {
   init_snmp("span-agent");
-  if (connected) return;
+  if (connected) return say("serving");
   say("there is no master agent yet; looking for it");
   try_later();
 }
