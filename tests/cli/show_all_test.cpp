@@ -122,6 +122,13 @@ TEST_F(ShowAll, TheLongestNameOfAnInterfaceIsWrittenWhole) {
   EXPECT_EQ(script_, commands("interface " + name));
 }
 
+TEST_F(ShowAll, ANameOfOneCharacterIsOne) {
+  fake.interfaces[kFc1].name = "f";
+  expect_script();
+  EXPECT_EQ(show_if(kFc1), 0u);
+  EXPECT_EQ(script_, commands("interface f"));
+}
+
 TEST_F(ShowAll, ANameIsNoFormat) {
   fake.interfaces[kFc1].name = "%s%n%d";
   expect_script();

@@ -30,6 +30,17 @@ class PortConfig : public LibspanTest {
     });
   }
 
+  // Of so many ranges that there is no memory for them: they are not read.
+  uint32_t set_many(uint32_t count, uint8_t length) {
+    uint32_t mark = 0;
+    results_ = &mark;
+    const uint32_t ranges[2] = {1, 2};
+    const uint32_t value = 0;
+    return run([&] {
+      return span_vex_set_port_config(kQueue, kWho, kWhere, count, ranges, 1, length, &value, &count_, &results_);
+    });
+  }
+
   // The payload of a request; the answer is a failure.
   Bytes sent(const Arguments& arguments) {
     fake.expect_exchange(2014).returns(1);
@@ -267,17 +278,27 @@ TEST_F(PortConfigDecoder, ACountWhoseSizeWrapsIsAFailedAllocation) {
   EXPECT_EQ(results_, nullptr);
 }
 
-TEST_F(PortConfig, ACountWhoseSizeWrapsIsAFailedAllocation) {
-  const uint32_t ranges[2] = {1, 2};
-  const uint32_t value = 0;
-  EXPECT_EQ(run([&] {
-              return span_vex_set_port_config(kQueue, kWho, kWhere, 0x20000000, ranges, 1, 4, &value, &count_,
-                                              &results_);
-            }),
-            1u);
-  EXPECT_TRUE(printed().starts_with("span_vex_set_port_config: malloc failure, size("));
-}
 #endif
+
+TEST_F(PortConfig, ACountWhoseSizeWrapsIsAFailedAllocation) {
+  EXPECT_EQ(set_many(0x20000000, 4), 1u);
+  EXPECT_EQ(printed(), "span_vex_set_port_config: malloc failure, size(0)\n");
+  EXPECT_EQ(heap::requests(), 0u);
+}
+
+TEST_F(PortConfig, TheLongestRequestHasASizeOf32Bits) {
+  heap::fail_nth(1);
+  EXPECT_EQ(set_many(0x1FFFFFF2, 7), 1u);
+  EXPECT_EQ(printed(), "span_vex_set_port_config: malloc failure, size(-1)\n");
+}
+
+TEST_F(PortConfig, WithoutMemoryThereAreNoResults) {
+  heap::fail_nth(1);
+  EXPECT_EQ(set_many(1, 4), 1u);
+  EXPECT_EQ(printed(), "span_vex_set_port_config: malloc failure, size(116)\n");
+  EXPECT_EQ(results_, nullptr);
+  EXPECT_EQ(count_, 0u);
+}
 
 // ---- One interface ---------------------------------------------------------------------------------------------------
 

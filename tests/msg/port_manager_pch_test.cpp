@@ -236,6 +236,14 @@ TEST_F(PortChannelMemory, ThatIsMissingLeavesTheCountAndNoRecords) {
   }
 }
 
+TEST_F(PortChannelMemory, OfAllMembersBeforeTheOnesThatFindNoneIsReleased) {
+  const Bytes entry = PchEntry{.members = {kFc1}}.bytes();
+  heap::fail_nth(5);
+  EXPECT_EQ(decode(message({entry, entry, entry})), 1u);
+  EXPECT_EQ(body().pchs, nullptr);
+  EXPECT_EQ(heap::live(), 1u);
+}
+
 TEST_F(PortChannelMemory, ThatIsMissingForTheMessageLeavesNothing) {
   heap::fail_nth(1);
   EXPECT_EQ(decode(three()), 1u);

@@ -207,13 +207,12 @@ TEST_F(SetSrcConfig, ItsBuilderTellsAFailedAllocation) {
   EXPECT_EQ(length, kUntouched);
 }
 
-#if UINTPTR_MAX == UINT32_MAX
 TEST_F(SetSrcConfig, ACountWhoseSizeWrapsIsAFailedAllocation) {
   const Bytes list = Message(528).host32(4, 0x20000000);
   EXPECT_EQ(send({.if_ranges = list.data()}), 1u);
   EXPECT_EQ(printed(), "error:[1] status 0x1\n");
+  EXPECT_EQ(heap::requests(), 0u);
 }
-#endif
 
 // ---- Configuration entry ---------------------------------------------------------------------------------------------
 
