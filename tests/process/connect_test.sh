@@ -130,7 +130,7 @@ done
 
 # open_shell ARGUMENT...: a connected one, its lines come from descriptor 4.
 open_shell() {
-  rm -f "$work/lines"
+  rm -f "$work/lines" "$work/out" "$work/err" # or what stands there would be taken for an answer
   mkfifo "$work/lines"
   "$programs/spansh" --connect "$@" <"$work/lines" >"$work/out" 2>"$work/err" &
   shell=$!
