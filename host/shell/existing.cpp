@@ -1,5 +1,6 @@
 #include "host/shell/existing.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <memory>
 
@@ -21,7 +22,8 @@ std::optional<bool> exists(const span_cli_parms_t& parms, uint32_t number) {
   const uint32_t status = span_get_session_info(parms.queue, nullptr, nullptr, &number, 0, &valid, &record, &answer);
   const std::unique_ptr<void, Free> response(answer);
   if (status != SPAN_OK) return std::nullopt;
-  const auto& session = *reinterpret_cast<const span_session_info_t*>(record);
+  const auto& [manager_status, session] = *static_cast<const span_session_info_res_payload_t*>(answer);
+  if (std::ranges::any_of(manager_status.b, [](uint8_t byte) { return byte != 0; })) return std::nullopt;
   return session.configured != 0 && span_check_is_session_print_allowed(&parms, record) != 0;
 }
 

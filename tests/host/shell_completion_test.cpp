@@ -4,6 +4,8 @@
 #include <random>
 
 #include "host/shell/session.h"
+#include "libspan.h"
+#include "tests/host/remote_support.h"
 #include "tests/host/shell_support.h"
 
 namespace shell {
@@ -72,6 +74,20 @@ TEST_F(ShellCompletion, EverySessionWhenTheManagerDoesNotTell) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
   EXPECT_EQ(host::outcome(), host::Outcome::kDone);
+}
+
+// A standby answers, but has no session to tell, which does not mean that there is none.
+class ShellCompletionAfar : public remote_test::Remote {};
+TEST_F(ShellCompletionAfar, EverySessionAtAStandby) {
+  constexpr size_t kNoEgressInterfaces = sizeof(span_be32_t);
+  transport::Bytes nothing(sizeof(span_session_info_res_payload_t) + kNoEgressInterfaces);
+  reinterpret_cast<span_session_info_res_payload_t*>(nothing.data())->manager_status = {{0x40, 0x34, 0x00, 0x2b}};
+  const auto standby = manager(remote_test::reply(0, 0, nothing), transport::Role::kStandby);
+  connect();
+  const Parser parser(host::switch_chassis());
+  const Completer completer(host::switch_chassis(), *host::switch_chassis().find_role("all"), parser);
+  EXPECT_EQ(completer.complete("no span session ", Mode::kSpan).candidates.size(), 16u);
+  EXPECT_EQ(standby->asked().size(), 1u);
 }
 
 TEST_F(ShellCompletion, InterfacesOfTheSwitch) {
