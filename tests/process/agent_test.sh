@@ -382,11 +382,10 @@ registered=$mirror
 "$programs/span-agent" --connect --agentx "$work/agentx.sock" <&- >&- 2>&- &
 pids[agent]=$!
 disown
-files_of_agent() { readlink "/proc/${pids[agent]}/fd/"*; }
-has_socket() { files_of_agent | grep -q '^socket:'; }
+has_socket() { readlink "/proc/${pids[agent]}/fd/"* | grep -q '^socket:'; }
 needed 10 has_socket
 same 'standard files lend their numbers to no socket' '/dev/null /dev/null /dev/null' \
-  "$(files_of_agent | head -n 3 | xargs)"
+  "$(readlink "/proc/${pids[agent]}/fd/"{0,1,2} | xargs)"
 stop agent KILL
 
 # A stateless standby knows no sessions.
