@@ -2,10 +2,12 @@
 # Runs commands of SNMP tools on the switch of examples/startup.span, for pages: with_agent.sh PROGRAMS COMMAND...
 # Shows each command behind a "$ ", then what it prints. The tools find their agent by a configuration of their own.
 set -euo pipefail
-export LC_ALL=C PATH=$PATH:/usr/sbin:/sbin
+export LC_ALL=C
 
 programs=$1
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+# shellcheck source=host/lab/snmp.sh
+source "$root/host/lab/snmp.sh"
 work=$(mktemp -d)
 pids=()
 finish() {
@@ -17,7 +19,7 @@ trap finish EXIT
 
 export SNMPCONFPATH=$work SNMP_PERSISTENT_DIR=$work
 export MIBDIRS MIBS=PORT-MIRROR-MIB
-MIBDIRS=$(dpkg -L erlang-snmp | sed -n 's|/SNMPv2-SMI\.mib$||p'):$root/host/agent
+MIBDIRS=$(module_path)
 
 # within_10_seconds COMMAND...: until it succeeds.
 within_10_seconds() {
@@ -31,22 +33,14 @@ within_10_seconds() {
 }
 
 # It serves, or somebody else has its port.
-is_settled() { [ -S "$work/agentx.sock" ] || grep -qs "open.*udp:127.0.0.1:$port" "$work/snmpd.log"; }
+is_settled() { [ -S "$work/agentx.sock" ] || lost_port "$port" "$work/snmpd.log"; }
 
 # start_snmpd PORT: false when the port is not free.
 start_snmpd() {
   port=$1
   echo "defaultPort $port" >"$work/snmp.conf"
-  cat >"$work/snmpd.conf" <<END
-agentaddress udp:127.0.0.1:$port
-rocommunity public 127.0.0.1
-rwcommunity private 127.0.0.1
-master agentx
-agentXTimeout 5
-agentXRetries 0
-agentXSocket $work/agentx.sock
-END
-  MIBS='' snmpd -f -C -c "$work/snmpd.conf" -Lo -I -smux >"$work/snmpd.log" 2>&1 &
+  snmpd_configuration "$port" "$work/agentx.sock" >"$work/snmpd.conf"
+  "${snmpd[@]}" "$work/snmpd.conf" >"$work/snmpd.log" 2>&1 &
   pids+=($!)
   within_10_seconds is_settled
   [ -S "$work/agentx.sock" ]

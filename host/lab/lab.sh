@@ -5,7 +5,9 @@
 # whatever ends it.
 set -uo pipefail
 
-mibs=$(cd "$(dirname "${BASH_SOURCE[0]}")/../agent" && pwd -P)
+# shellcheck source=host/lab/snmp.sh
+source "$(dirname "${BASH_SOURCE[0]}")/snmp.sh"
+
 chassis=()
 keep=no
 port=0
@@ -135,26 +137,17 @@ comes_up() {
 }
 await() { comes_up "$@" || failed "${names[-1]}"; }
 
-port_is_taken() { grep -qi ":$(printf '%04X' "$1") " /proc/net/udp; }
-
 # on_free_port START FIRST LOG: has START PORT bring a program up on the first port that it gets. Others look for one as
 # well: a port that was free may be theirs by now, as the log tells then. The port is $got.
 on_free_port() {
   for ((got = $2; got <= 65535; ++got)); do
     port_is_taken "$got" && continue
     "$1" "$got" && return
-    grep -qs "open.*udp:127.0.0.1:$got" "$3" || failed "${names[-1]}"
+    lost_port "$got" "$3" || failed "${names[-1]}"
     unset 'names[-1]' 'pids[-1]'
   done
   say "there is no free port behind $2"
   exit 1
-}
-
-# Folders where Net-SNMP's tools find the modules.
-module_path() {
-  local smi
-  smi=$(dpkg -L erlang-snmp 2>/dev/null | grep '/mibs/SNMPv2-SMI\.mib$')
-  echo "${smi:+${smi%/*}:}$mibs"
 }
 
 start_snmptrapd() {
@@ -165,18 +158,8 @@ start_snmptrapd() {
 }
 
 start_snmpd() {
-  cat >"$lab/snmpd.conf" <<END
-agentaddress udp:127.0.0.1:$1
-rocommunity public 127.0.0.1
-rwcommunity private 127.0.0.1
-master agentx
-agentXTimeout 5
-agentXRetries 0
-agentXSocket $lab/agentx.sock
-trap2sink 127.0.0.1:$trap_port public
-dontLogTCPWrappersConnects yes
-END
-  MIBS='' start snmpd snmpd -f -C -c "$lab/snmpd.conf" -Lo -I -smux
+  snmpd_configuration "$1" "$lab/agentx.sock" "$trap_port" >"$lab/snmpd.conf"
+  start snmpd "${snmpd[@]}" "$lab/snmpd.conf"
   comes_up test -S "$lab/agentx.sock"
 }
 
@@ -188,7 +171,6 @@ start spand "$programs/spand" "${chassis[@]}" --run-dir "$lab/run" --state "$lab
 await test -S "$lab/run/manager.sock"
 start span-linecard "$programs/span-linecard" --run-dir "$lab/run"
 await grep -q serving "$lab/span-linecard.log"
-PATH=$PATH:/usr/sbin:/sbin
 on_free_port start_snmptrapd $((port == 0 ? 10162 : port + 1)) "$lab/notifications"
 trap_port=$got
 if [ "$port" -ne 0 ]; then

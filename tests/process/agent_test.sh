@@ -3,17 +3,16 @@
 # each check; fails when one of them does.
 source "$(dirname "${BASH_SOURCE[0]}")/snmp_support.sh"
 
-mib_folder=$(cd "$(dirname "${BASH_SOURCE[0]}")/../../host/agent" && pwd -P)
-smi_folder=$(dpkg -L erlang-snmp | sed -n 's|/SNMPv2-SMI\.mib$||p')
+modules=$(module_path)
 objects=$mirror.1
 
 # The tools with the names of the MIB: named TOOL ARGUMENT..., named_set ARGUMENT...
 named() {
-  MIBDIRS=$smi_folder:$mib_folder MIBS=PORT-MIRROR-MIB timeout 60 "snmp$1" -v2c -c public -t 8 -r 0 -OQs \
+  MIBDIRS=$modules MIBS=PORT-MIRROR-MIB timeout 60 "snmp$1" -v2c -c public -t 8 -r 0 -OQs \
     "127.0.0.1:$snmp_port" "${@:2}" 2>&1
 }
 named_set() {
-  MIBDIRS=$smi_folder:$mib_folder MIBS=PORT-MIRROR-MIB timeout 60 snmpset -v2c -c private -t 8 -r 0 -OQs -Ir \
+  MIBDIRS=$modules MIBS=PORT-MIRROR-MIB timeout 60 snmpset -v2c -c private -t 8 -r 0 -OQs -Ir \
     "127.0.0.1:$snmp_port" "$@" 2>&1
 }
 
@@ -42,10 +41,10 @@ rows() { timeout 30 "$programs/span-rows" --connect "$@"; }
 
 # ---- The module ------------------------------------------------------------------------------------------------------
 
-lint() { (cd "$1" && SMIPATH=$smi_folder smilint -s -l 6 ./PORT-MIRROR-MIB.txt 2>&1); }
-same 'the MIB is clean' '' "$(lint "$mib_folder")"
+lint() { (cd "$1" && SMIPATH=$(base_modules) smilint -s -l 6 ./PORT-MIRROR-MIB.txt 2>&1); }
+same 'the MIB is clean' '' "$(lint "$mibs")"
 mkdir "$work/wrong"
-sed 's/UNITS "packets"/UNITS packets/; s/(0\.\.128)/(128..0)/' "$mib_folder/PORT-MIRROR-MIB.txt" \
+sed 's/UNITS "packets"/UNITS packets/; s/(0\.\.128)/(128..0)/' "$mibs/PORT-MIRROR-MIB.txt" \
   >"$work/wrong/PORT-MIRROR-MIB.txt"
 verdict 'a wrong one is not' "$(yes_when grep -q . <<<"$(lint "$work/wrong")")"
 
@@ -407,7 +406,7 @@ same 'it ends when it is told to while it waits' '0 2' "$? $(wc -l <"$work/said"
 timeout --preserve-status -k 30 1 "$programs/span-agent" --embedded --agentx "$work/nowhere.sock" 2>"$work/said"
 same 'it ends when it is told to' '0 1' "$? $(wc -l <"$work/said")"
 
-stale=$("$mib_folder/../../docs/update.sh" --check "$programs/spansh" "$mib_folder/../../docs/snmp.md" 2>&1) && stale=
+stale=$("$mibs/../../docs/update.sh" --check "$programs/spansh" "$mibs/../../docs/snmp.md" 2>&1) && stale=
 same 'the page shows real output' '' "$stale"
 
 all_passed

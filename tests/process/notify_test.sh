@@ -3,8 +3,6 @@
 # fails when one of them does.
 source "$(dirname "${BASH_SOURCE[0]}")/snmp_support.sh"
 
-mibs=$(cd "$(dirname "${BASH_SOURCE[0]}")/../../host/agent" && pwd -P)
-modules=$(dirname "$(dpkg -L erlang-snmp | grep '/mibs/SNMPv2-SMI\.mib$')")
 received=$work/received
 agent_options=(--poll 200)
 
@@ -15,7 +13,7 @@ start_snmptrapd() {
 
 try_snmptrapd() {
   echo 'authCommunity log public' >"$work/snmptrapd.conf"
-  MIBDIRS=$modules:$mibs start snmptrapd snmptrapd -f -C -c "$work/snmptrapd.conf" -m PORT-MIRROR-MIB -OQ -Lf "$received" \
+  MIBDIRS=$(module_path) start snmptrapd snmptrapd -f -C -c "$work/snmptrapd.conf" -m PORT-MIRROR-MIB -OQ -Lf "$received" \
     -F '%v\n' "udp:127.0.0.1:$trap_port"
   needed 10 settled "$trap_port" "$received" grep -qs NET-SNMP "$received"
   grep -q NET-SNMP "$received"

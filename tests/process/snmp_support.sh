@@ -3,7 +3,8 @@
 # shellcheck shell=bash disable=SC2034
 # shellcheck source=tests/support/checks.sh
 source "$(dirname "${BASH_SOURCE[0]}")/../support/checks.sh"
-PATH=$PATH:/usr/sbin:/sbin
+# shellcheck source=host/lab/snmp.sh
+source "$(dirname "${BASH_SOURCE[0]}")/../../host/lab/snmp.sh"
 
 programs=$(realpath "$1")
 work=$(mktemp -d)
@@ -34,8 +35,6 @@ trap finish EXIT
 same() { verdict "$1" "$(yes_when [ "$2" = "$3" ])" "expected:" "$2" "got:" "$3"; }
 
 # ---- The processes ---------------------------------------------------------------------------------------------------
-
-port_is_taken() { grep -qi ":$(printf '%04X' "$1") " /proc/net/udp; }
 
 # free_port FIRST
 free_port() {
@@ -77,8 +76,8 @@ start_cards() {
 snmp_port=$(free_port $((20000 + $$ * 8 % 20000)))
 trap_port=$(free_port $((snmp_port + 1)))
 
-# settled PORT LOG COMMAND...: it succeeds, or somebody else was quicker at the port, as the log tells.
-settled() { "${@:3}" || grep -qs "open.*udp:127.0.0.1:$1" "$2"; }
+# settled PORT LOG COMMAND...: it succeeds, or somebody else was quicker at the port.
+settled() { "${@:3}" || lost_port "$1" "$2"; }
 
 # snmpd has objects of its own left away but for those that every agent has.
 start_snmpd() {
@@ -87,17 +86,8 @@ start_snmpd() {
 
 try_snmpd() {
   rm -f "$work/agentx.sock"
-  cat >"$work/snmpd.conf" <<END
-agentaddress udp:127.0.0.1:$snmp_port
-rocommunity public 127.0.0.1
-rwcommunity private 127.0.0.1
-master agentx
-agentXTimeout 5
-agentXRetries 0
-agentXSocket $work/agentx.sock
-trap2sink 127.0.0.1:$trap_port public
-END
-  MIBS='' start snmpd snmpd -f -C -c "$work/snmpd.conf" -Lo -I -smux
+  snmpd_configuration "$snmp_port" "$work/agentx.sock" "$trap_port" >"$work/snmpd.conf"
+  start snmpd "${snmpd[@]}" "$work/snmpd.conf"
   needed 10 settled "$snmp_port" "$work/snmpd.log" test -S "$work/agentx.sock"
   test -S "$work/agentx.sock"
 }
