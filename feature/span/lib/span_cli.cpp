@@ -693,7 +693,8 @@ void span_print_get_session_info_brief(const span_cli_parms_t* parms, uint8_t, c
   }
   if (span_check_is_session_print_allowed(parms, session_record) == 0) return;
   Text text;
-  text.pad(text.add(" ") + text.add_number(session.session_id + 1u), 10);
+  text.add(" ");
+  text.pad(text.add_number(session.session_id + 1u), 9);
   text.pad(text.add(get(session.admin_suspended) != 0 ? "suspend" : "no suspend"), 15);
   text.pad(text.add(session.oper_state == SPAN_OPER_ACTIVE ? "active" : "inactive"), 15);
   const bool has_dest = get(session.dest_configured) != 0;
