@@ -5,8 +5,15 @@
 
 #include "tests/snmp/snmp_test.h"
 
+extern "C" {
+decltype(span_get_session_info) __real_span_get_session_info, __wrap_span_get_session_info;
+}
+
 namespace testkit {
 namespace {
+
+// The session words of queries, when they are asked for.
+std::vector<std::array<uint32_t, 2>>* session_words = nullptr;
 
 using Row = std::array<uint32_t, 3>;  // session, interface, direction
 constexpr uint32_t kRx = 1;
@@ -120,6 +127,17 @@ TEST_F(SourceIfRead, FindsTheEgressListBehindAnEmptyIngressList) {
   expect_session({.tx = {5, 7}});
   EXPECT_EQ(current(3, 7, 2), kOk);
   EXPECT_EQ(row(), (Row{3, 7, kTx}));
+}
+
+TEST_F(SourceIfRead, HasTheSessionInTwoWords) {
+  std::vector<std::array<uint32_t, 2>> words;
+  session_words = &words;
+  expect_session({.rx = {5}});
+  EXPECT_EQ(current(3, 5, 1), kOk);
+  expect_session({.rx = {5}});
+  EXPECT_EQ(next_in_session(4, 0, 0), kOk);
+  session_words = nullptr;
+  EXPECT_EQ(words, (std::vector<std::array<uint32_t, 2>>{{3, 3}, {4, 4}}));
 }
 
 TEST_F(SourceIfRead, AsksForTheNumberLessOne) {
@@ -331,3 +349,10 @@ TEST_F(SourceIfRead, HasNoNextRowOfANumberOutside) {
 
 }  // namespace
 }  // namespace testkit
+
+uint32_t __wrap_span_get_session_info(uint32_t queue, const char* requester1, const char* requester2,
+                                      const uint32_t* session, uint8_t all_flag, uint8_t* valid, uint8_t** record,
+                                      void** response_out) {
+  if (testkit::session_words != nullptr) testkit::session_words->push_back({session[0], session[1]});
+  return __real_span_get_session_info(queue, requester1, requester2, session, all_flag, valid, record, response_out);
+}

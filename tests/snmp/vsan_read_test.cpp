@@ -275,6 +275,16 @@ TEST_P(VsanRead, ByGetNextOutsideSendsNothingAndClearsTheRow) {
   });
 }
 
+TEST_P(VsanRead, ByGetNextClearsTheRowBeforeItTraces) {
+  size_t traces = 0;
+  fake.at_trace = [&] {
+    ++traces;
+    EXPECT_TRUE(all_zero(row_.entry));
+  };
+  EXPECT_EQ(next(16), kNoSession);
+  EXPECT_EQ(traces, table_.traces_next ? 1u : 0u);
+}
+
 TEST_P(VsanRead, KeepsAcceptingMinus1WhichNoSessionFollowsAt0) {
   sessions[1] = session(kMany);
   in_each_trace_mode([&] {

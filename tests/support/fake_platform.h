@@ -106,6 +106,9 @@ class FakePlatform {
   // Answers, when it is set, what nobody announced.
   std::function<Answer(const std::string& line)> answers;
 
+  // Runs, when it is set, at the start of each trace.
+  std::function<void()> at_trace;
+
   // Fails the test for announcements that were not used and messages that were not dropped.
   void verify();
 

@@ -367,6 +367,7 @@ uint32_t tarn_dbg_modname[4];
 
 int tarn_hist_event_subtype_check(uint32_t facility, uint32_t event) {
   fake().record(line("tarn_hist_event_subtype_check", facility, event));
+  if (fake().at_trace) fake().at_trace();
   return fake().history_on ? 0 : 1;
 }
 

@@ -63,7 +63,8 @@ uint32_t read_session(const char* handler, const char* absent, uint32_t session,
                       const span_session_info_t** record) {
   uint8_t valid = 0;
   uint8_t* bytes = nullptr;
-  const uint32_t status = span_get_session_info(queue(), nullptr, nullptr, &session, 0, &valid, &bytes, response.out());
+  const uint32_t numbers[2] = {session, session};  // KEEP: two words, of which the first one counts.
+  const uint32_t status = span_get_session_info(queue(), nullptr, nullptr, numbers, 0, &valid, &bytes, response.out());
   if (status != SPAN_OK) {
     trace("err(%d)\n", status);
     return SPAN_E_SNMP_FAILED;
@@ -84,10 +85,10 @@ uint32_t read_session(const char* handler, const char* absent, uint32_t session,
 constexpr char kNotPresent[] = "%s: session not present\n";
 constexpr char kInvalidSession[] = "%s: invalid session\n";
 
-// The first row behind `previous` that kCurrentRead reads. What fails on the way is not reported.
+// The first row behind `previous` that kCurrentRead reads into a row that is clear. What fails on the way is not
+// reported.
 template <auto kCurrentRead, class Row>
 uint32_t next_row(int32_t previous, Row* row) {
-  std::memset(row, 0, sizeof *row);
   if (previous < -1 || previous > SPAN_SESSIONS - 1) return SPAN_E_SNMP_NO_SESSION;
   // KEEP: behind -1, session 0 is tried, too.
   for (int32_t session = previous + 1; session <= SPAN_SESSIONS; ++session) {
@@ -169,6 +170,7 @@ uint32_t span_snmp_session_get_curr(uint32_t session, span_snmp_session_entry_t*
 }
 
 uint32_t span_snmp_session_get_next(int32_t previous, span_snmp_session_entry_t* row) {
+  std::memset(row, 0, sizeof *row);
   return next_row<span_snmp_session_get_curr>(previous, row);
 }
 
@@ -625,6 +627,7 @@ uint32_t span_snmp_source_vsan_get_curr(uint32_t session, span_snmp_vsan_entry_t
 }
 
 uint32_t span_snmp_source_vsan_get_next(int32_t previous, span_snmp_vsan_entry_t* row) {
+  std::memset(row, 0, sizeof *row);
   trace("%s: session [%x]\n", __func__, previous);
   return next_row<span_snmp_source_vsan_get_curr>(previous, row);
 }
@@ -664,6 +667,7 @@ uint32_t span_snmp_vsan_filter_get_curr(uint32_t session, span_snmp_vsan_entry_t
 }
 
 uint32_t span_snmp_vsan_filter_get_next(int32_t previous, span_snmp_vsan_entry_t* row) {
+  std::memset(row, 0, sizeof *row);
   return next_row<span_snmp_vsan_filter_get_curr>(previous, row);
 }
 
