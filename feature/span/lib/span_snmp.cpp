@@ -63,7 +63,7 @@ uint32_t read_session(const char* handler, const char* absent, uint32_t session,
                       const span_session_info_t** record) {
   uint8_t valid = 0;
   uint8_t* bytes = nullptr;
-  const uint32_t numbers[2] = {session, session};  // KEEP: two words, of which the first one counts.
+  const uint32_t numbers[] = {session, session};  // KEEP: two words, of which the first one counts.
   const uint32_t status = span_get_session_info(queue(), nullptr, nullptr, numbers, 0, &valid, &bytes, response.out());
   if (status != SPAN_OK) {
     trace("err(%d)\n", status);
