@@ -14,6 +14,8 @@ export LC_ALL=C
 check=no
 [ "${1-}" = --check ] && check=yes && shift
 [ $# -ge 2 ] || { sed -n '2s/^# //p' "$0" >&2 && exit 2; }
+# shellcheck source=tests/support/environment.sh
+source "$(dirname "$0")/../tests/support/environment.sh"
 binary=$(realpath "$1")
 pages=$(realpath "${@:2}")
 cd "$(dirname "$0")/.."

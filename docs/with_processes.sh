@@ -8,7 +8,6 @@ export LC_ALL=C
 programs=$(realpath "$1")
 PATH=$programs:$PATH
 work=$(mktemp -d)
-unset SPAN_CONNECT
 cd "$work" || exit 1
 manager='' cards=''
 finish() {

@@ -5,6 +5,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
 #include <atomic>
@@ -207,9 +208,13 @@ TEST_F(ManagerWatch, PausesLongerEachTime) {
     return std::chrono::steady_clock::now() - begin;
   };
   for (const auto pause : {50ms, 100ms, 200ms}) EXPECT_GE(time_of_wait(10s), pause);
-  EXPECT_LT(time_of_wait(5ms), 400ms);
-  back_off.start_over();
-  EXPECT_LT(time_of_wait(10s), 400ms);
+  // The shortest of three, as a busy machine makes some longer.
+  EXPECT_LT(std::min({time_of_wait(5ms), time_of_wait(5ms), time_of_wait(5ms)}), 400ms);
+  const auto first_pause = [&] {
+    back_off.start_over();
+    return time_of_wait(10s);
+  };
+  EXPECT_LT(std::min({first_pause(), first_pause(), first_pause()}), 400ms);
 }
 
 TEST_F(ManagerWatch, PausesNoLongerThanUntilTheEnd) {

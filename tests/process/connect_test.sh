@@ -9,7 +9,6 @@ programs=$(realpath "$1")
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 work=$(mktemp -d)
 export SPAN_RUN_DIR=$work/run
-unset SPAN_CONNECT XDG_RUNTIME_DIR
 manager='' cards='' shell=''
 
 # end PROCESS: whatever state it is in.
@@ -181,11 +180,11 @@ verdict 'the exit status tells' "$([ $? = 3 ] && echo yes)"
 verdict 'one line for each failure' "$([ "$(grep -c 'SPAN manager: the service does not run' "$work/err")" = 2 ] && echo yes)" \
   "$(<"$work/err")"
 
-open_shell --timeout 20000
+open_shell --timeout 20000 --echo
 type_line 'show span session 5' 'vsans 7'
 kill -STOP "$manager"
-printf '%s\n' configure 'span session 14' >&4
-sleep 0.3
+type_line $'configure\nspan session 14' 'span session 14' # it is asked for, then
+sleep 1
 end "$manager"
 within 10 grep -q 'the connection was lost: whether the request was carried out is not known' "$work/out" "$work/err"
 seen 'killed in a command: told in words' $?
@@ -196,12 +195,12 @@ seen 'and not repeated' $?
 close_shell
 verdict 'with its status' "$([ $? = 3 ] && echo yes)"
 
-open_shell --timeout 300
+open_shell --timeout 1000
 type_line 'show span session 5' 'vsans 7'
 kill -STOP "$manager"
 type_line 'show span session 6' 'Error: message transport: no answer came in time: whether'
 seen 'a stopped manager is waited for as long as was said' $?
-check 'nobody can connect then' 3 '' 'spansh: the SPAN manager of * does not answer (manager.sock: *)' --timeout 300 -c 'show vsan'
+check 'nobody can connect then' 3 '' 'spansh: the SPAN manager of * does not answer (manager.sock: *)' --timeout 1000 -c 'show vsan'
 kill -CONT "$manager"
 type_line 'show span session 7 brief' ' 7  '
 seen 'and serves on when it runs again' $?

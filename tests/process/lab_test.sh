@@ -7,7 +7,6 @@ programs=$(realpath "$1")
 lab=$(realpath "$(dirname "${BASH_SOURCE[0]}")/../../host/lab/lab.sh")
 work=$(mktemp -d)
 export TMPDIR=$work
-unset XDG_RUNTIME_DIR SPAN_RUN_DIR SPAN_CONNECT
 script=
 
 finish() {

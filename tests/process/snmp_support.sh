@@ -10,7 +10,6 @@ programs=$(realpath "$1")
 work=$(mktemp -d)
 export SPAN_RUN_DIR=$work/run SNMP_PERSISTENT_DIR=$work/snmp SNMPCONFPATH=$work/snmp
 mkdir "$SNMP_PERSISTENT_DIR"
-unset SPAN_CONNECT XDG_RUNTIME_DIR MIBS
 agent_options=()
 declare -A pids=()
 

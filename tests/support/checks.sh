@@ -3,6 +3,8 @@
 set -uo pipefail
 export LC_ALL=C
 failed=0
+# shellcheck source=tests/support/environment.sh
+source "$(dirname "${BASH_SOURCE[0]}")/environment.sh"
 
 # verdict NAME OK DETAIL...: passes when OK is "yes"; else the details are told.
 verdict() {

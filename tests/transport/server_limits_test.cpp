@@ -236,7 +236,7 @@ TEST_F(ServerLimits, CutOffClientsThatStall) {
   EXPECT_EQ(drip.get(), (transport::Failed{ETIMEDOUT, "the rest of a message did not come"}));
   EXPECT_TRUE(eventually([&] { return serving.clients() == 2; }));
   EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(950));
-  EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(3000));
+  EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(5000));
   EXPECT_EQ(unread.last_words().text, "no last words");
   serving.in_thread([&kept] { kept.at(0)(Type::kRates, {1}); });
   Message answer{};
@@ -248,14 +248,14 @@ TEST_F(ServerLimits, CutOffClientsThatStall) {
 // as it reads.
 TEST_F(ServerLimits, CountAnewForEachMessageAndEachRead) {
   Serving serving(path_, [](const Peer&, Message, Responder answer) { answer(Type::kAnswer, Bytes(1400000)); },
-                  {.stall_seconds = 1});
+                  {.stall_seconds = 2});
   auto reader = std::async(std::launch::async, [this] {
     Raw slow(path_);
     slow.greet();
     slow.send(frame({}));
     size_t bytes = 0;
     for (int i = 0; i < 23; ++i) {
-      std::this_thread::sleep_for(Milliseconds(60));
+      std::this_thread::sleep_for(Milliseconds(100));
       bytes += slow.receive().size() - 20;
     }
     return bytes;
@@ -264,7 +264,7 @@ TEST_F(ServerLimits, CountAnewForEachMessageAndEachRead) {
   writer.greet();
   for (const uint32_t id : {1u, 2u}) {
     writer.send(frame({.id = id, .total = 2}, 1));
-    std::this_thread::sleep_for(Milliseconds(600));
+    std::this_thread::sleep_for(Milliseconds(1100));
     writer.send(frame({.id = id, .total = 2, .offset = 1}, 1));
     EXPECT_EQ(Raw::id_of(writer.receive()), id);
     for (int i = 1; i < 23; ++i) writer.receive();

@@ -3,6 +3,7 @@
 
 #include <fcntl.h>
 
+#include <set>
 #include <system_error>
 
 #include "transport_support.h"
@@ -10,6 +11,17 @@
 namespace {
 
 using namespace transport_test;
+
+std::set<int> open_descriptors() {
+  std::set<int> numbers;
+  for (const auto& each : std::filesystem::directory_iterator("/proc/self/fd")) {
+    numbers.insert(std::stoi(each.path().filename()));
+  }
+  return numbers;
+}
+
+// What the caller of this program had open.
+const std::set<int> kInherited = open_descriptors();
 
 class ServerTest : public testing::Test {
  protected:
@@ -265,16 +277,18 @@ TEST_F(ServerTest, LeavesNoDescriptorBehind) {
 TEST_F(ServerTest, OpensNothingForOtherPrograms) {
   ASSERT_EQ(call(), 0);
   transport::Interrupt interrupt;
-  for (const auto& each : std::filesystem::directory_iterator("/proc/self/fd")) {
-    const int number = std::stoi(each.path().filename());
-    if (number <= STDERR_FILENO) continue;
+  size_t own = 0;
+  for (const int number : open_descriptors()) {
+    if (kInherited.contains(number)) continue;
     const int flags = fcntl(number, F_GETFD);
     std::error_code ignored;
-    const std::string target = std::filesystem::read_symlink(each.path(), ignored);
+    const std::string target = std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(number), ignored);
     if (flags >= 0 && (target.starts_with("socket:") || target.starts_with("anon_inode:"))) {
       EXPECT_TRUE((flags & FD_CLOEXEC) != 0) << target;
+      ++own;
     }
   }
+  EXPECT_GE(own, 3u);  // both ends of the channel, and the socket that listens
 }
 
 TEST(ServerPeer, IsAsTheKernelKnowsIt) {
