@@ -2,8 +2,8 @@
 """Changes one line of the library at a time and asks the tests whether they notice.
 
 BUILD is a build folder in which span_tests is up to date. Each mutant is compiled alone, without optimisation, linked
-with the objects of the tests and run until a test fails. A mutant of which the optimiser makes the very program that
-it makes of the library is none. Fails when a mutant survives that survivors.txt does not explain, or when less than
+with the objects of the tests and run until a test fails: first the tests that killed others of that file, then all. A
+mutant of which the optimiser makes the very program that it makes of the library is none. Fails when a mutant survives that survivors.txt does not explain, or when less than
 95 % of them are killed.
 """
 
@@ -18,6 +18,7 @@ import shutil
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 
 import mutants
@@ -30,14 +31,15 @@ RUN_SECONDS = 300
 COMPILE_SECONDS = 300
 LIMITS = ["prlimit", "--core=0", "--cpu=20", "--fsize=268435456"]  # a run takes two seconds
 JOBS = 2
+FIRST = 20  # tests that are tried before all others
 
 KILLED, SURVIVED, EXPLAINED = "killed", "survived", "survived, explained"
 NONE, BROKEN = "the same program", "not compiling"
 
 
-def run(command, seconds, cwd):
+def run(command, seconds, cwd, output=subprocess.DEVNULL):
     """Whether a command ends well, in time; and its process id."""
-    quiet = dict(stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    quiet = dict(stdin=subprocess.DEVNULL, stdout=output, stderr=subprocess.DEVNULL)
     with subprocess.Popen(command, cwd=cwd, **quiet) as process:
         try:
             return process.wait(seconds) == 0, process.pid
@@ -49,8 +51,11 @@ def run(command, seconds, cwd):
 class Build:
     """How BUILD compiles the library and links the tests."""
 
-    def __init__(self, folder):
+    def __init__(self, folder, scratch):
         self.folder = folder
+        self.scratch = scratch
+        self.lock = threading.Lock()
+        self.killers = collections.defaultdict(lambda: collections.deque(maxlen=FIRST))
         ninja = ["ninja", "-C", str(folder), "-t", "commands", "tests/span_tests"]
         commands = subprocess.run(ninja, check=True, capture_output=True, text=True).stdout.splitlines()
         self.compilers = {}
@@ -70,8 +75,18 @@ class Build:
 
     def compile(self, bench, unit, level):
         target = bench / f"{unit}{level}.o"
-        command = [*self.compilers[unit], level, "-c", str(LIBRARY / f"{unit}.cpp"), "-o", str(target)]
+        headers = ["-include", str(self.scratch / f"headers{level}.h")]
+        command = [*self.compilers[unit], level, *headers, "-c", str(LIBRARY / f"{unit}.cpp"), "-o", str(target)]
         return run(command, COMPILE_SECONDS, bench)[0]
+
+    def compile_headers(self, level):
+        """Those of the system, which take longer to read than the library."""
+        sources = [*(ROOT / LIBRARY).glob("*.cpp"), *(ROOT / LIBRARY).glob("internal/*.h")]
+        lines = {line for path in sources for line in path.read_text().splitlines() if line.startswith("#include <")}
+        header = self.scratch / f"headers{level}.h"
+        header.write_text("\n".join(sorted(lines)) + "\n")
+        command = [*next(iter(self.compilers.values())), level, "-x", "c++-header", str(header)]
+        return run(command, COMPILE_SECONDS, ROOT)[0]
 
     def units_with(self, path):
         """The sources that a file of the library is a part of."""
@@ -84,18 +99,24 @@ class Build:
             listed = subprocess.run(command, check=True, capture_output=True, text=True, cwd=bench).stdout.split()
             self.parts[unit] = {str(pathlib.Path(p).relative_to(LIBRARY)) for p in listed if p.startswith(str(LIBRARY))}
 
+    def tests(self, changed):
+        """The tests in one object. They run in the order of theirs: those of the changed sources come first."""
+        target = self.scratch / f"tests-{'-'.join(changed)}.o"
+        with self.lock:
+            if not target.exists():
+                rooms = [f"/{unit.removeprefix('span_')}/" for unit in changed]
+                objects = [word for word in self.linker if "/span_tests.dir/" in word]
+                objects.sort(key=lambda word: not any(room in word for room in rooms))
+                subprocess.run(["ld", "-r", "-o", str(target), *objects], check=True, cwd=self.folder)
+        return target
+
     def link(self, bench, objects, changed):
-        """Tests run in the order of their objects: those of the changed sources come first."""
-        rooms = [f"/{unit.removeprefix('span_')}/" for unit in changed]
-        tests = [word for word in self.linker if "/span_tests.dir/" in word]
-        tests.sort(key=lambda word: not any(room in word for room in rooms))
         words = []
         for word in self.linker:
             unit = re.search(rf"{LIBRARY}/.*/(\w+)\.cpp\.o$", word)
-            if "/span_tests.dir/" in word:
-                words.append(tests.pop(0))
-            else:
+            if "/span_tests.dir/" not in word:
                 words.append(str(objects[unit[1]]) if unit else word)
+        words.insert(words.index("-o"), str(self.tests(changed)))
         words[words.index("-o") + 1] = str(bench / "span_tests")
         words.append("-fuse-ld=gold")  # the fastest one of binutils
         return run(words, COMPILE_SECONDS, self.folder)[0]
@@ -113,11 +134,35 @@ class Bench:
     def objects(self, units):
         return {unit: (self if unit in units else self.original).folder / f"{unit}-O0.o" for unit in self.build.compilers}
 
-    def tests_pass(self):
-        passed, pid = run([*LIMITS, "./span_tests", "--gtest_brief=1", "--gtest_fail_fast"], RUN_SECONDS, self.folder)
+    def tests_pass(self, names=()):
+        """Of some tests, or of all."""
+        choice = [f"--gtest_filter={':'.join(names)}"] if names else []
+        with open(self.folder / "output", "wb") as output:
+            command = [*LIMITS, "./span_tests", "--gtest_fail_fast", *choice]
+            passed, pid = run(command, RUN_SECONDS, self.folder, output)
         for left in pathlib.Path("/tmp").glob(f"span_show_internal_all.{pid}*"):
             shutil.rmtree(left) if left.is_dir() and not left.is_symlink() else left.unlink()
         return passed
+
+    def failed_test(self):
+        """The one that the last run ended at, be it that the program crashed."""
+        with open(self.folder / "output", "rb") as output:
+            output.seek(max(0, output.seek(0, 2) - 20000))
+            told = output.read().decode(errors="replace")
+        failed = re.search(r"^\[  FAILED  \] ([\w/]+\.[\w/]+)", told, re.MULTILINE)
+        begun = re.findall(r"^\[ RUN      \] ([\w/]+\.[\w/]+)", told, re.MULTILINE)
+        return failed[1] if failed else begun[-1] if begun else None
+
+    def is_killed(self, path):
+        killers = self.build.killers[path]
+        if killers and not self.tests_pass(list(killers)):
+            return True
+        if self.tests_pass():
+            return False
+        name = self.failed_test()
+        if name and name not in killers and self.original.tests_pass([name]):  # alone, too
+            killers.append(name)
+        return True
 
     def is_same_program(self, units):
         def code(bench, unit):
@@ -127,13 +172,14 @@ class Bench:
             code(self, unit) == code(self.original, unit) for unit in units
         )
 
-    def judge(self, units):
-        """What becomes of the library as it stands here, of which these sources have changed."""
+    def judge(self, path):
+        """What becomes of the library as it stands here, of which this file has changed."""
+        units = self.build.units_with(path)
         if not all(self.build.compile(self.folder, unit, "-O0") for unit in units):
             return BROKEN
         if not self.build.link(self.folder, self.objects(units), units):
             return BROKEN
-        if not self.tests_pass():
+        if self.is_killed(path):
             return KILLED
         return NONE if self.is_same_program(units) else SURVIVED
 
@@ -144,7 +190,7 @@ class Bench:
         lines[mutant.line - 1] = mutant.new
         path.write_text("\n".join(lines) + "\n")
         try:
-            return self.judge(self.build.units_with(mutant.path))
+            return self.judge(mutant.path)
         finally:
             path.write_text(text)
 
@@ -201,7 +247,10 @@ def prepare(build, scratch):
     original = Bench(build, scratch / "original")
     build.read_parts(original.folder)
     units = list(build.compilers)
-    ready = all(build.compile(original.folder, unit, level) for unit in units for level in ("-O0", "-O2"))
+    ready = all(
+        build.compile_headers(level) and all(build.compile(original.folder, unit, level) for unit in units)
+        for level in ("-O0", "-O2")
+    )
     if not (len(units) == 3 and ready and build.link(original.folder, original.objects(units), []) and original.tests_pass()):
         sys.exit("mutation: the tests fail without a mutant, too")
     benches = queue.SimpleQueue()
@@ -245,7 +294,7 @@ def main():
     chosen = spread(everything, options.sample)
     print(f"mutation: {len(chosen)} of {len(everything)} mutants", file=sys.stderr)
     with tempfile.TemporaryDirectory() as scratch:
-        benches = prepare(Build(options.build.resolve()), pathlib.Path(scratch))
+        benches = prepare(Build(options.build.resolve(), pathlib.Path(scratch)), pathlib.Path(scratch))
         report = try_all(chosen, benches)
     sys.exit(0 if report.passes() else 1)
 
