@@ -35,7 +35,10 @@ std::optional<Oid> parse_oid(std::string_view text) {
 
 std::string text_of(const Oid& name) {
   std::string text;
-  for (const oid arc : name) text += (text.empty() ? "" : ".") + std::to_string(arc);
+  for (const oid arc : name) {
+    if (!text.empty()) text += '.';
+    text += std::to_string(arc);
+  }
   return text;
 }
 
