@@ -4,8 +4,9 @@ source "$(dirname "$0")/common.sh"
 
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
-cp -R feature platform host tests bench "$scratch"
-good=$scratch/good.so
+cp -R feature platform host tests bench docs README.md "$scratch"
+mkdir -p "$scratch/build/$headers"
+good=$scratch/build/$headers/good.so
 bad=$scratch/bad.so
 
 # A library with the right names: functions that do nothing, and one that calls the platform and libc.
@@ -50,8 +51,33 @@ wrong_abi() {
   for file in "${@:2}"; do cp "$headers/$file" "$scratch/$headers"; done
 }
 
+# The install scripts of the library's build, in the tree: they install what the build has.
+copy_install_scripts() {
+  local from to=$scratch/build
+  from=$(cd "$(dirname "$library")/../../.." && pwd)
+  (cd "$from" && find . -name cmake_install.cmake -exec cp --parents {} "$to" \;)
+  cp "$from/CMakeCache.txt" "$to"
+  sed -i "s|\"$from/|\"$to/|" "$to/cmake_install.cmake"
+}
+
+# wrong_rules SCRIPT: with one rule less, whichever it is, the check fails.
+wrong_rules() {
+  local script=$scratch/build/$1 rule count first='^ *file\((INSTALL|RPATH_CHANGE)( |$)'
+  cp "$script" "$scratch/rules"
+  count=$(grep -cE "$first" "$script") || fail "no rules in $1"
+  for ((rule = 1; rule <= count; ++rule)); do
+    awk -v rule="$rule" -v first="$first" '
+      $0 ~ first { missing = ++count == rule }
+      !missing
+      /\)$/ { missing = 0 }' "$scratch/rules" >"$script"
+    ! check install "$good" || fail "the check 'install' accepts $1 without rule $rule"
+  done
+  cp "$scratch/rules" "$script"
+}
+
 right_source | build "$good"
-checks=(exports undefined loading header sources)
+copy_install_scripts
+checks=(exports undefined loading header sources install)
 described() { [ -e "tests/abi/$("${compiler[@]}" -print-multiarch).abi" ]; }
 if described; then checks+=(arrows abi); fi
 for name in "${checks[@]}"; do
@@ -77,6 +103,14 @@ wrong_file undefined platform/if_index.h '/ntoh_if_index/d'
 wrong_file header "$headers/libspan.h" 's/^#include <stdint.h>/&\ninline bool span_flag = false;/'
 wrong_file header platform/vex.h 's/^#include <stdint.h>//'
 wrong_file sources "$headers/span_msg.cpp" '1i #include "generated.h"'
+
+wrong_rules "$headers/cmake_install.cmake"
+if grep -qF '/host/cmake_install.cmake")' "$scratch/build/cmake_install.cmake"; then
+  wrong_rules cmake_install.cmake
+  wrong_rules host/cmake_install.cmake
+  wrong_file install host/systemd/spand.service 's/^User=span/User=root/'
+  wrong_file install docs/daemon.md 's/^\(cmake --build .*\) span-rows$/\1/'
+fi
 
 # What is the same for every compiler is made to fail once, for the one whose ABI is described.
 described || exit 0
