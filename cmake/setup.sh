@@ -42,6 +42,7 @@ test_packages=(
   cppcheck cppcheck
   shellcheck shellcheck
   smitools smilint
+  systemd systemd-analyze
   valgrind valgrind
   python3 python3
 )

@@ -5,7 +5,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/../support/checks.sh"
 
 programs=$(realpath "$1")
 units=$(cd "$(dirname "${BASH_SOURCE[0]}")/../../host/systemd" && pwd)
-command -v systemd-analyze >/dev/null || { echo "skipped: there is no systemd-analyze" && exit 0; }
+command -v systemd-analyze >/dev/null || { echo "FAILED  there is no systemd-analyze (Debian's package systemd)" && exit 1; }
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
