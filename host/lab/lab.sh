@@ -184,7 +184,7 @@ await grep -q serving "$lab/span-agent.log"
 
 say "up: ${names[*]}; all in $lab"
 say "walk it from another terminal:"
-say "  MIBDIRS=$path snmpwalk -v2c -c public -m PORT-MIRROR-MIB 127.0.0.1:$port portMirrorMIB"
+say "  MIBDIRS=$(printf %q "$path") snmpwalk -v2c -c public -m PORT-MIRROR-MIB 127.0.0.1:$port portMirrorMIB"
 say "changes are for the community 'private'; notifications are written to $lab/notifications"
 
 # Tells when one of them ends before its time. The others go on, as they would on a switch.

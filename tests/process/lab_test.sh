@@ -4,7 +4,8 @@
 source "$(dirname "${BASH_SOURCE[0]}")/../support/checks.sh"
 
 programs=$(realpath "$1")
-lab=$(realpath "$(dirname "${BASH_SOURCE[0]}")/../../host/lab/lab.sh")
+host=$(realpath "$(dirname "${BASH_SOURCE[0]}")/../../host")
+lab=$host/lab/lab.sh
 work=$(mktemp -d)
 export TMPDIR=$work
 script=
@@ -62,7 +63,12 @@ status=$?
 verdict "a switch that cannot be described is told" "$(yes_when [ $status = 1 ])" "status $status" "$(<"$work/err")"
 verdict "and leaves nothing behind" "$(yes_when nothing_left)"
 
-open_lab && up=yes || up=no
+# From a checkout whose path has a blank.
+copy="$work/a checkout/host"
+mkdir -p "$copy/agent"
+cp -R "$host/lab" "$copy"
+cp "$host"/agent/*.txt "$copy/agent"
+lab=$copy/lab/lab.sh open_lab && up=yes || up=no
 verdict "comes up" "$up" "$(<"$work/err")"
 directory=$(compgen -G "$work/span-lab.*")
 verdict "its directory is private" "$(yes_when [ "$(stat -c %a "$directory")" = 700 ])"
@@ -167,7 +173,7 @@ on_screen() {
 # libedit does not free the names of keys that a program adds; a sanitized build would tell.
 rm -f "$work/in"
 mkfifo "$work/in"
-ASAN_OPTIONS=${ASAN_OPTIONS:-}:detect_leaks=0 script -qefc "$lab $programs" "$work/screen" <"$work/in" >/dev/null 2>&1 &
+ASAN_OPTIONS=${ASAN_OPTIONS:-}:detect_leaks=0 script -qefc "$(printf '%q ' "$lab" "$programs")" "$work/screen" <"$work/in" >/dev/null 2>&1 &
 script=$!
 exec 9>"$work/in"
 verdict "the shell has the terminal" "$(yes_when on_screen 'spanlab# ' '')" "$(cat -v "$work/screen")"
