@@ -53,7 +53,8 @@ while [ $# -gt 0 ]; do
       ;;
     --keep) keep=yes ;;
     --) shift && shell_arguments=("$@") && break ;;
-    *) wrong "unknown option '$1'" ;;
+    -*) wrong "unknown option '$1'" ;;
+    *) wrong "'$1' is not an option, and a file for the shell goes behind --" ;;
   esac
   shift
 done

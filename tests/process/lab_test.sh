@@ -56,6 +56,18 @@ verdict "runs one command and ends with its status" "$(yes_when [ $status = 0 ])
 verdict "leaves nothing behind" "$(yes_when nothing_left)" "$(ls "$work")"
 "$lab" "$programs" -- -c 'show nothing' >"$work/out" 2>"$work/err"
 verdict "a wrong command's status comes through" "$(yes_when [ $? = 2 ])"
+
+# is_told NAME TEXT ARGUMENT...: a command line that is wrong.
+is_told() {
+  local said status
+  said=$("$lab" "$programs" "${@:3}" 2>&1 </dev/null)
+  status=$?
+  verdict "$1" "$(yes_when [ "$status $said" = "2 lab: $2; try ./run lab --help" ])" "status $status" "$said"
+}
+is_told "an unknown option" "unknown option '--bogus'" --bogus
+is_told "a file where only options are" \
+  "'examples/tour.span' is not an option, and a file for the shell goes behind --" examples/tour.span
+
 "$lab" "$programs" -- -c 'show vsan' <&- >"$work/out" 2>"$work/err"
 verdict "needs no standard input" "$(yes_when [ $? = 0 ])" "$(<"$work/err")"
 "$lab" "$programs" --chassis "$work/none.toml" >"$work/out" 2>"$work/err"
