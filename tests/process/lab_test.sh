@@ -174,6 +174,30 @@ worst=0
 for each in "${labs[@]}"; do wait "$each" || worst=$?; done
 verdict "three that start together all come up" "$(yes_when [ $worst = 0 ])" "$(tail -n 4 "$work"/out.*)"
 
+# ---- An ordinary user ------------------------------------------------------------------------------------------------
+
+# Played by root; else it is this user, and nobody has a home.
+ordinary=(env)
+chmod 711 "$work"
+mkdir -m 700 "$work/user"
+if [ "$(id -u)" -eq 0 ]; then
+  ordinary=(setpriv --reuid=54500 --regid=54500 --clear-groups)
+  chown 54500:54500 "$work/user"
+fi
+nothing_of_the_user() { ! pgrep -f "$work/user/" >/dev/null && [ -z "$(ls -A "$work/user")" ]; }
+if "${ordinary[@]}" test -x "$programs/spand" && "${ordinary[@]}" test -r "$lab" && "${ordinary[@]}" test -w "$work/user"; then
+  HOME=/nonexistent TMPDIR=$work/user "${ordinary[@]}" "$lab" "$programs" -- \
+    -c configure -c 'span session 3' -c end -c 'show span session 3' >"$work/out" 2>"$work/err" </dev/null
+  status=$?
+  verdict "comes up for an ordinary user without a home" \
+    "$(yes_when [ "$status $(grep -c '^lab: up: ' "$work/err")" = '0 1' ])" "status $status" "$(<"$work/err")"
+  verdict "who may change the switch" "$(yes_when grep -q '^Session 3 (inactive' "$work/out")" "$(<"$work/out")"
+  verdict "and leaves nothing behind" "$(yes_when within 5 nothing_of_the_user)" "$(ls -A "$work/user")" \
+    "$(pgrep -af "$work/user/")"
+else
+  echo "skipped  other users cannot reach the programs"
+fi
+
 # ---- On a terminal ---------------------------------------------------------------------------------------------------
 
 # on_screen TEXT KEYS: types the keys, and waits for the text.
