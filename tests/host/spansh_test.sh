@@ -98,11 +98,6 @@ check 'a wrong line of a file' 2 'spanlab# show vsan
 spanlab# bogus' 'bogus
 ^ expected *' "$work/wrong.span"
 
-pages=("$root/docs/shell.md" "$root/docs/running-config.md")
-[ -f "$root/README.md" ] && pages+=("$root/README.md")
-stale=$("$root/docs/update.sh" --check "$spansh" "${pages[@]}" 2>&1) && ok=yes || ok=no
-verdict 'pages show real output' "$ok" "$stale"
-
 # ---- Standard input --------------------------------------------------------------------------------------------------
 
 check_lines 'lines without a prompt' 0 'Session 2 is not configured' '' 'show span session 2'
