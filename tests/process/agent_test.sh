@@ -406,7 +406,4 @@ same 'it ends when it is told to while it waits' '0 2' "$? $(wc -l <"$work/said"
 timeout --preserve-status -k 30 1 "$programs/span-agent" --embedded --agentx "$work/nowhere.sock" 2>"$work/said"
 same 'it ends when it is told to' '0 1' "$? $(wc -l <"$work/said")"
 
-stale=$("$mibs/../../docs/update.sh" --check "$programs/spansh" "$mibs/../../docs/snmp.md" 2>&1) && stale=
-same 'the page shows real output' '' "$stale"
-
 all_passed
