@@ -39,6 +39,7 @@ class Daemon {
  private:
   Service make_service();
   State open_state() const;
+  void note_role() const;
   State take_over();
   State become_active();
   std::string socket() const;
@@ -73,6 +74,7 @@ Daemon::Daemon(const Place& place, const Description& description, bool active)
               {.clients = transport::most_clients()},
               {[access = Access(place.group)](const Peer& peer) { return access.may_change(peer); }, say}) {
   give_to_group();
+  if (active_) note_role();
 }
 
 Service Daemon::make_service() {
@@ -83,13 +85,17 @@ Service Daemon::make_service() {
 
 State Daemon::open_state() const {
   prepare_state_directory(place_.state_directory);
-  State state = spand::open_state(place_.state_directory, description_.chassis, place_.unknown);
+  return spand::open_state(place_.state_directory, description_.chassis, place_.unknown);
+}
+
+// Of the one that has the manager's socket, before it answers anybody there. Who dies between both has changed nothing,
+// and what the note says of the one before still holds.
+void Daemon::note_role() const {
   try {
     note_taken_over(place_.state_directory, place_.standby);
   } catch (const StateError& error) {
     say(std::string("its role is not noted: ") + error.what());
   }
-  return state;
 }
 
 State Daemon::take_over() {
@@ -104,11 +110,12 @@ State Daemon::take_over() {
   }
 }
 
-// The socket goes last: clients that find it find the active manager.
+// The socket goes behind the state: clients that find it find the active manager.
 State Daemon::become_active() {
   State state = open_state();
   server_.move_to(transport::manager_socket(place_.run_directory));
   server_.set_role(Role::kActive);
+  note_role();
   say("took over, serving " + description_.chassis.name() + " at " + transport::manager_socket(place_.run_directory));
   notify("STATUS=Active");
   return state;

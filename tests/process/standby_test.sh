@@ -78,4 +78,42 @@ expect_end "the manager ends" "$former"
 expect_end "and the standby" "$pid"
 start "$work/last.log" "$spand" --standby "${here[@]}"
 verdict "and stays the standby" "$(yes_when grep -q 'standing by' "$work/last.log")" "$(<"$work/last.log")"
+kill -TERM "$pid"
+expect_end "until it is told to end" "$pid"
+
+# ---- A place that is taken -------------------------------------------------------------------------------------------
+
+# Another manager serves there, from a state of its own. Who cannot be the manager notes no role.
+taken="*manager.sock: Address already in use"
+is_noted() { [ -e "$work/second/taken-over" ]; }
+not_noted() { ! is_noted; }
+there=(--run-dir "$work/run" --state "$work/second")
+start "$work/first.log" "$spand" "${here[@]}"
+first=$pid
+start "$work/second.log" "$spand" --standby "${there[@]}"
+second=$pid
+expect "does not take over a place that is taken" 1 "spand: $taken" "$spand" --take-over "${there[@]}"
+verdict "the log tells why" "$(yes_when grep -q '^spand: did not take over: .*: Address already in use$' "$work/second.log")" \
+  "$(<"$work/second.log")"
+expect "and remains the standby" 0 '*0x4034002b*' "$ask" "$standby" query 5
+verdict "without a note that it took over" "$(yes_when not_noted)"
+{ kill -KILL "$second" && wait "$second"; } 2>/dev/null
+start "$work/second.log" "$spand" --standby "${there[@]}"
+second=$pid
+verdict "it comes back as the standby" \
+  "$(yes_when [ "$(<"$work/second.log")" = "spand: standing by for spanlab at $standby" ])" "$(<"$work/second.log")"
+kill -TERM "$first"
+expect_end "the place is left" "$first"
+expect "then it takes over" 0 '' "$spand" --take-over "${there[@]}"
+verdict "and notes that" "$(yes_when is_noted)"
+kill -TERM "$second"
+expect_end "it ends" "$second"
+start "$work/first.log" "$spand" "${here[@]}"
+first=$pid
+expect "a manager that cannot serve" 1 "spand: $taken" "$spand" "${there[@]}"
+verdict "leaves the note of the one that did" "$(yes_when is_noted)"
+kill -TERM "$first"
+expect_end "the place is left once more" "$first"
+start "$work/second.log" "$spand" "${there[@]}"
+verdict "one that serves takes the note away" "$(yes_when not_noted)"
 all_passed
