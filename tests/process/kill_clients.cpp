@@ -2,8 +2,9 @@
 // kill_clients SPAND DIRECTORY KILLS SEED. After each kill the manager is started anew and asked for all that it
 // should know.
 //
-// Each client has sessions and ports of its own, and beside it a manager in this process that is told what was
-// acknowledged. The killed one has to know the same, or, when a change was under way, that change as well: all of it.
+// Each client has sessions and ports of its own, the first one the drop threshold as well, and beside it a manager in
+// this process that is told what was acknowledged. The killed one has to know the same, or, when a change was under
+// way, that change as well: all of it.
 #include <sqlite3.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -103,10 +104,11 @@ class Spand {
 
 using Ask = std::function<Bytes(uint32_t opcode, const Bytes& payload)>;
 
-// Everything that a client's sessions are, in bytes.
-Bytes sessions_of(const Ask& ask, uint8_t first) {
+// What is a client's, but for its ports, in bytes: its sessions, and with the first ones the drop threshold.
+Bytes share_of(const Ask& ask, uint8_t first) {
   Bytes all;
   const auto add = [&all](const Bytes& bytes) { all.insert(all.end(), bytes.begin(), bytes.end()); };
+  if (first == 0) add(ask(2019, global_request(0, 1)));
   for (uint8_t index = first; index < first + kSessions; ++index) {
     const Bytes session = ask(2001, {index, 0, 0, 0});
     add(session);
@@ -158,8 +160,7 @@ class Client {
       : number_(number), dice_(seed), beside_(std::make_unique<Manager>(the_switch())) {}
 
   void work(const std::string& socket, const std::atomic<bool>& is_over);
-  void compare(const Bytes& sessions, const transport::RoleList& roles, const std::vector<Change>& audit,
-               Totals& totals);
+  void compare(const Bytes& share, const transport::RoleList& roles, const std::vector<Change>& audit, Totals& totals);
 
   uint8_t first_session() const { return static_cast<uint8_t>(number_ * kSessions); }
   std::string name() const { return "client " + std::to_string(number_); }
@@ -167,11 +168,12 @@ class Client {
  private:
   Change random_change();
   Bytes random_sources();
+  uint32_t random_threshold();
   bool send(transport::Channel& channel, const Change& change);
   uint32_t port(uint32_t i) const { return fc(1, 2 * number_ + 1 + i); }
-  Bytes expected(Manager& manager) const { return sessions_of(asker(manager), first_session()); }
+  Bytes expected(Manager& manager) const { return share_of(asker(manager), first_session()); }
   bool has_roles(const Manager& manager, const transport::RoleList& roles) const;
-  size_t steps_back(const Bytes& sessions) const;
+  size_t steps_back(const Bytes& share) const;
 
   uint32_t number_;
   Dice dice_;
@@ -208,9 +210,13 @@ Bytes Client::random_sources() {
   return bytes_of(request);
 }
 
+// Some are out of range; the highest number brings the default back.
+uint32_t Client::random_threshold() { return dice_.one_in(8) ? 0xFFFFFFFF : dice_.below(70'000); }
+
 Change Client::random_change() {
   const auto index = static_cast<uint8_t>(first_session() + dice_.below(kSessions));
   const uint32_t number = ++last_number_;
+  if (number_ == 0 && dice_.one_in(5)) return {number, 2019, global_request(random_threshold(), 0)};
   switch (dice_.below(10)) {
     case 0:
       return {number, 2000, destination_request(index, 1, port(dice_.below(2)))};
@@ -270,23 +276,23 @@ bool Client::has_roles(const Manager& manager, const transport::RoleList& roles)
   return true;
 }
 
-// How many acknowledged changes the sessions lack, 0 = they never were like that.
-size_t Client::steps_back(const Bytes& sessions) const {
+// How many acknowledged changes the share lacks, 0 = it never was like that.
+size_t Client::steps_back(const Bytes& share) const {
   for (size_t steps = 1; steps <= before_.size(); ++steps) {
     Manager earlier(the_switch(), before_[before_.size() - steps]);
-    if (expected(earlier) == sessions) return steps;
+    if (expected(earlier) == share) return steps;
   }
   return 0;
 }
 
-void Client::compare(const Bytes& sessions, const transport::RoleList& roles, const std::vector<Change>& audit,
+void Client::compare(const Bytes& share, const transport::RoleList& roles, const std::vector<Change>& audit,
                      Totals& totals) {
-  const auto is = [&](Manager& manager) { return expected(manager) == sessions && has_roles(manager, roles); };
+  const auto is = [&](Manager& manager) { return expected(manager) == share && has_roles(manager, roles); };
   auto further = std::make_unique<Manager>(the_switch(), beside_->config());
   if (under_way_) under_way_->result = further->handle(under_way_->opcode, kChange, under_way_->payload).result;
   const bool has_all = is(*beside_);
   const bool has_more = under_way_ && is(*further);
-  const size_t back = has_all || has_more ? 0 : steps_back(sessions);
+  const size_t back = has_all || has_more ? 0 : steps_back(share);
   totals.lost += back;
   totals.half += !has_all && !has_more && back == 0;
 
@@ -418,7 +424,7 @@ void Trial::compare() {
   const transport::RoleList roles = roles_at(channel);
   auto audit = audit_since(spand_.database(), audited_);
   for (Client& client : clients_) {
-    client.compare(sessions_of(asker(channel), client.first_session()), roles, audit[client.name()], totals_);
+    client.compare(share_of(asker(channel), client.first_session()), roles, audit[client.name()], totals_);
   }
 }
 

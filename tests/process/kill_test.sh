@@ -1,5 +1,5 @@
 #!/bin/bash
-# The SPAN manager is killed at random moments while clients change the switch: kill_test.sh PROGRAMS. KILLS (100) and
+# The SPAN manager is killed at random moments while clients change the switch: kill_test.sh PROGRAMS. KILLS (300) and
 # SEED (a random one) come from the environment.
 set -uo pipefail
 export LC_ALL=C
@@ -10,7 +10,7 @@ if ! [ -x "$programs/spand" ] || ! [ -x "$clients" ]; then
   echo "usage: $0 PROGRAMS" >&2
   exit 2
 fi
-kills=${KILLS:-100}
+kills=${KILLS:-300}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
