@@ -41,6 +41,9 @@ class Link {
   // A new command begins: services that let the one before wait in vain are waited for again.
   virtual void begin_command() {}
 
+  // Whether there was another switch in its place when it was looked for last. Nothing is asked of that one.
+  virtual bool is_replaced() const { return false; }
+
   // From now on all waits end then; with nothing, each one has its own time again.
   virtual void hurry(std::optional<std::chrono::steady_clock::time_point> /*end*/) {}
 };

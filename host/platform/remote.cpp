@@ -57,6 +57,7 @@ class Remote : public Link {
            uint32_t& token) override;
   int receive(uint32_t token, std::vector<uint8_t>& answer) override;
   void begin_command() override { silent_.clear(); }
+  bool is_replaced() const override { return replaced_; }
   void hurry(std::optional<Clock::time_point> end) override { end_ = end; }
 
  private:
@@ -83,6 +84,7 @@ class Remote : public Link {
   const Waits waits_;
   transport::Channel manager_;
   std::string description_;                       // of the switch
+  bool replaced_ = false;                         // by another one, as far as is known
   std::map<uint32_t, transport::Channel> nodes_;  // by address
   std::map<uint32_t, Awaited> awaited_;           // by token
   uint32_t last_token_ = 0;
@@ -116,7 +118,8 @@ int Remote::connect(transport::Welcome& welcome) {
 int Remote::check_switch() {
   transport::Welcome welcome;
   if (const int error = manager_.welcome(welcome, request_wait())) return error;
-  return welcome.chassis == description_ ? 0 : ESTALE;
+  replaced_ = welcome.chassis != description_;
+  return replaced_ ? ESTALE : 0;
 }
 
 // A socket that is not there belongs to a manager that does not run.

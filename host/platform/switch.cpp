@@ -31,6 +31,8 @@ void run_switch(std::unique_ptr<Switch> next) { the_switch = std::move(next); }
 
 bool has_switch() { return running() != nullptr; }
 
+bool switch_is_replaced() { return started().link->is_replaced(); }
+
 const chassis::Chassis& switch_chassis() { return started().chassis; }
 
 uint32_t switch_queue() { return kQueue; }

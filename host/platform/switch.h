@@ -36,6 +36,10 @@ std::string connect_switch(const std::string& name, const std::string& program, 
 // Whether one of these two has been done.
 bool has_switch();
 
+// Whether the manager that was found last has another switch than the one that was connected to. What is asked fails
+// then, until that one is back or connected to anew.
+bool switch_is_replaced();
+
 // Ends what is waited for, and everything that would wait, until it is cleared. interrupt_switch() may be called from a
 // signal handler.
 void interrupt_switch() noexcept;

@@ -199,6 +199,26 @@ TEST_F(Remote, AsksNothingOfAnotherSwitch) {
   EXPECT_TRUE(process->asked().empty());
 }
 
+TEST_F(Remote, TellsThatTheSwitchIsAnotherOneUntilItIsBack) {
+  auto process = manager(reply(0, 0, {1, 1, 1, 1}));
+  connect();
+  EXPECT_EQ(request().status, 0u);
+  EXPECT_FALSE(host::switch_is_replaced());
+  process.reset();
+  request();
+  EXPECT_FALSE(host::switch_is_replaced()) << "nobody is there";
+  process = std::make_unique<Process>(manager_socket(), welcome_of(Role::kActive, "name = \"other\"\n"),
+                                      reply(0, 0, {2, 2, 2, 2}));
+  request();
+  EXPECT_TRUE(host::switch_is_replaced());
+  process.reset();
+  request();
+  EXPECT_TRUE(host::switch_is_replaced()) << "nobody has come back";
+  process = manager(reply(0, 0, {1, 1, 1, 1}));
+  EXPECT_EQ(request().status, 0u);
+  EXPECT_FALSE(host::switch_is_replaced());
+}
+
 TEST_F(Remote, CannotUseMalformedAnswers) {
   Bytes cut = transport::encode(transport::Reply{0, 0, {1, 2, 3, 4}});
   cut.pop_back();
