@@ -27,7 +27,7 @@ using shell::Status;
 constexpr char kExitStatus[] =
     "Runs until SIGTERM or SIGINT. Exit status:\n"
     "  0  ended as it was told to\n"
-    "  1  the switch refused a command of the start-up file\n"
+    "  1  the switch is another one now, or refused a command of the start-up file\n"
     "  2  a wrong option or file, or objects that cannot be registered\n"
     "  3  the SPAN manager was lost in the midst of the start-up file";
 
@@ -79,6 +79,12 @@ Status failed(const std::string& text) {
   return Status::kUsage;
 }
 
+// All that is known here is of the switch before. A process that is started anew knows the other one.
+Status replaced() {
+  shell::say("the SPAN manager is back, with another switch: ending; start again to serve that one");
+  return Status::kRefused;
+}
+
 // The switch is that of this process, or known as soon as the manager is there to tell it.
 class Search {
  public:
@@ -86,8 +92,9 @@ class Search {
 
   // What the process has to end with; kDone also while the manager is away.
   Status look() {
+    if (host::has_switch()) return host::switch_is_replaced() ? replaced() : Status::kDone;
     const Time from = Clock::now();
-    if (host::has_switch() || !budget_.allows(from)) return Status::kDone;
+    if (!budget_.allows(from)) return Status::kDone;
     std::string problem;
     const Status status = options_.which.open("span-agent", problem);
     budget_.spend(from, Clock::now());

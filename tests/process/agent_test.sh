@@ -364,6 +364,44 @@ same 'who may not change anything may look' 'portMirrorDropThreshold.0 = 1024 pa
 stop agent
 stop manager
 
+# ---- Another switch --------------------------------------------------------------------------------------------------
+
+# start_child OPTION...: an agent whose exit status can be asked for. Its output goes where start_agent's does.
+start_child() {
+  "$programs/span-agent" --connect "$@" </dev/null >>"$work/agent.log" 2>&1 &
+  pids[agent]=$!
+}
+
+# await_end: the exit status of that one is $status.
+await_end() {
+  status=none
+  within 10 ended "${pids[agent]}" || { stop agent KILL; return; }
+  wait "${pids[agent]}"
+  status=$?
+  unset 'pids[agent]'
+}
+
+sed 's/^name = "spanlab"/name = "other"/; s/^fcip = .*/fcip = "1-5"/' "$mibs/../chassis/default.toml" >"$work/other.toml"
+data_sources() { snmp walk "$smon.1.1.1.4" | wc -l; }
+start_manager
+before=$(log_lines agent serving)
+start_child --agentx "$work/agentx.sock"
+needed 20 serves_again "$before"
+known=$(data_sources)
+stop manager
+manager_options=(--chassis "$work/other.toml")
+start_manager
+await_end
+same 'it ends when the switch is another one, and says so' \
+  '1 span-agent: the SPAN manager is back, with another switch: ending; start again to serve that one' \
+  "$status $(tail -n 1 "$work/agent.log")"
+start_agent
+same 'started again, it serves that one' $((known + 1)) "$(data_sources)"
+same 'with the rows that are there' "$walked" "$(snmp walk "$mirror")"
+stop agent
+stop manager
+manager_options=()
+
 # ---- Elsewhere, and its end ------------------------------------------------------------------------------------------
 
 start_manager

@@ -10,6 +10,7 @@ programs=$(realpath "$1")
 work=$(mktemp -d)
 export SPAN_RUN_DIR=$work/run SNMP_PERSISTENT_DIR=$work/snmp SNMPCONFPATH=$work/snmp
 mkdir "$SNMP_PERSISTENT_DIR"
+manager_options=()
 agent_options=()
 declare -A pids=()
 
@@ -63,7 +64,7 @@ log_has() { grep -q -- "$2" "$work/$1.log"; }
 log_lines() { grep -c -- "$2" "$work/$1.log"; }
 
 start_manager() {
-  start manager "$programs/spand" --run-dir "$SPAN_RUN_DIR" --state "$work/state"
+  start manager "$programs/spand" --run-dir "$SPAN_RUN_DIR" --state "$work/state" "${manager_options[@]}"
   needed 10 knows_the_switch
 }
 

@@ -28,6 +28,11 @@ for unit in "$units"/spand*.service; do
   verdict "$name is not restarted on what cannot be read" "$(yes_when [ $? -eq 0 ])" "$(grep -E '^(Restart|ExecStart)' "$unit")"
 done
 
+# It ends with the status 1 to be started again, for the switch that the manager has by then.
+unit=$units/span-agent.service
+grep -qx 'Restart=on-failure' "$unit" && ! grep -qE '^(RestartPrevent|Success)ExitStatus=' "$unit"
+verdict "span-agent.service is restarted when it ends by itself" "$(yes_when [ $? -eq 0 ])" "$(grep -E 'Restart|ExitStatus' "$unit")"
+
 # Without its directories it may write nowhere.
 sed -e "s|=/usr/bin/|=$programs/|" -e '/^ProtectSystem=/d' -e '/^SystemCallFilter=/d' "$units/spand.service" >"$work/open.service"
 systemd-analyze security --no-pager --offline=true --threshold=8 "$work/open.service" >/dev/null 2>&1
