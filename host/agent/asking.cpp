@@ -10,7 +10,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds kPatience{2};
 constexpr std::chrono::seconds kRest{1};
 
 Clock::time_point started;

@@ -3,6 +3,7 @@
 #ifndef HOST_AGENT_ASKING_H
 #define HOST_AGENT_ASKING_H
 
+#include <chrono>
 #include <cstdint>
 
 #include "host/agent/subtree.h"
@@ -32,8 +33,11 @@ uint32_t change(Call call) {
   return host::outcome() == host::Outcome::kRefused && whole ? host::refusal() : status;
 }
 
-// A limit to the time that the answer to one request takes, however often the manager is asked for it: what is asked
-// later fails. A manager that was too slow gets a rest, in which it is not asked at all, unless it has to be.
+// How long the answer to one request takes at most, however often the manager is asked for it.
+constexpr std::chrono::seconds kPatience{2};
+
+// That limit: what is asked later fails. A manager that was too slow gets a rest, in which it is not asked at all,
+// unless it has to be.
 enum class Need { kCanWait, kAtOnce };
 
 class Deadline {

@@ -1,12 +1,14 @@
 // span-agent: port mirroring in SNMP, as a subagent of snmpd.
 #include <CLI/CLI.hpp>
 #include <bitset>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <optional>
 #include <set>
 #include <string>
 
+#include "host/agent/asking.h"
 #include "host/agent/master.h"
 #include "host/agent/mirror.h"
 #include "host/agent/notifier.h"
@@ -36,11 +38,12 @@ constexpr uint32_t kLongestPeriod = 3'600'000;
 constexpr uint32_t kSearchPeriod = 500;
 constexpr uint32_t kTraceEvent = 1;  // of the library's traces
 
-// No request waits longer for the manager; a module has had the time of a look to answer.
-constexpr host::Waits kWaits = {2000, 200};
+// Nothing waits longer than an answer may take; a module has had the time of a look to answer.
+constexpr auto kLongestWait = static_cast<uint32_t>(std::chrono::milliseconds(kPatience).count());
+constexpr host::Waits kWaits = {kLongestWait, 200};
 
 struct Options {
-  shell::SwitchOptions which{kWaits};
+  shell::SwitchOptions which{kWaits, kLongestWait};
   std::string startup;
   std::string socket;
   std::string base{kDefaultBase};

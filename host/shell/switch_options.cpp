@@ -8,8 +8,6 @@
 namespace shell {
 namespace {
 
-constexpr uint32_t kLongestWait = 600'000;
-
 // A variable that is set to nothing counts as not set.
 std::string from_environment() {
   const char* const name = std::getenv("SPAN_CONNECT");
@@ -57,10 +55,11 @@ void SwitchOptions::declare(CLI::App& app) {
       app.add_flag("--embedded", embedded_, "Have a switch in this process, also where SPAN_CONNECT names one");
   embedded->option_text(" ")->excludes(connect_option_);
   app.add_option("--timeout", timeout_,
-                 "Milliseconds to wait for a process; left out, " + std::to_string(waits_.request_ms) +
-                     " for the manager, " + std::to_string(waits_.message_ms) + " for others")
+                 "Milliseconds to wait for a process, at most " + std::to_string(longest_wait_) + "; left out, " +
+                     std::to_string(waits_.request_ms) + " for the manager, " + std::to_string(waits_.message_ms) +
+                     " for others")
       ->option_text("MS")
-      ->check(CLI::Range(uint32_t{1}, kLongestWait));
+      ->check(CLI::Range(uint32_t{1}, longest_wait_));
 }
 
 Status SwitchOptions::open(const std::string& program) const {

@@ -14,8 +14,9 @@ namespace shell {
 
 class SwitchOptions {
  public:
-  // `waits` are those without --timeout.
-  explicit SwitchOptions(const host::Waits& waits = {}) : waits_(waits) {}
+  // `waits` are those without --timeout, which says `longest_wait` at most.
+  explicit SwitchOptions(const host::Waits& waits = {}, uint32_t longest_wait = kLongestWait)
+      : waits_(waits), longest_wait_(longest_wait) {}
 
   void declare(CLI::App& app);
 
@@ -26,7 +27,10 @@ class SwitchOptions {
   Status open(const std::string& program, std::string& problem) const;
 
  private:
+  static constexpr uint32_t kLongestWait = 600'000;
+
   host::Waits waits_;
+  uint32_t longest_wait_;
   std::string chassis_;
   std::string name_;  // of a run directory or a manager's socket
   uint32_t timeout_ = 0;
