@@ -121,6 +121,18 @@ numbers() {
 # told TABLE: what span-rows shows of it.
 told() { rows --table "$1" | tail -n +3 | numbers; }
 
+# shown TABLE: the same rows by what the shell shows, which no handler of SNMP's has a part in. A service port is the
+# port channel that carries the traffic.
+shown() {
+  span -c 'show span session' | sed 's|svc 2/1 (target)|port-channel 202|; s/ (vsan [^)]*)//g' |
+    awk '/^Session/ { session = $2; vsans = "-" }
+         /filter/ { print "vsan-filter", session, /are/ ? $NF : "-" }
+         /gress \(/ { direction = /tx/ ? 2 : 1 }
+         /^ *vsans/ { vsans = $2 }
+         /, $/ { for (i = split($0, names, ","); --i;) print "source-interfaces", session, names[i], direction }
+         /^$/ { print "source-vsans", session, vsans }' | sed -n "s/^$1 //p" | numbers | sort -n
+}
+
 # column TABLE COLUMN: "INDEX VALUE" of each row.
 column() {
   local name=$objects.$1.1.$2
@@ -132,7 +144,13 @@ sessions() {
     sort -n
 }
 same 'the session table' "$(told sessions)" "$(sessions)"
-same 'the source interface table' "$(told source-interfaces)" "$(column 2 3 | sed 's/ 1$//' | tr . ' ' | sort -n -k1,2)"
+
+# table_is NAME TABLE ROWS
+table_is() {
+  same "$1" "$(told "$2")" "$3"
+  same '  and to the shell' "$(shown "$2")" "$3"
+}
+table_is 'the source interface table' source-interfaces "$(column 2 3 | sed 's/ 1$//' | tr . ' ' | sort -n)"
 
 # members FIRST OCTET...: the VSANs whose bits are in the octets, the first one's being FIRST.
 members() {
@@ -163,11 +181,13 @@ vsans() {
     done | ranges)"
   done
 }
-same 'the source VSAN table' "$(told source-vsans)" "$(vsans 3)"
-same 'the VSAN filter table' "$(told vsan-filter)" "$(vsans 4)"
+table_is 'the source VSAN table' source-vsans "$(vsans 3)"
+table_is 'the VSAN filter table' vsan-filter "$(vsans 4)"
 same 'the drop threshold' "$(rows --table drop-threshold | sed -n 's/packets *//p')" \
   "$(snmp get -Oqv "$objects.5.1.0")"
-same 'what the shell shows' \
+same '  and to the shell' "$(span -c 'show span max-queued-packets')" \
+  "Max-Queued-Packets for SPAN sessions: $(snmp get -Oqv "$objects.5.1.0")"
+same 'sessions in brief' \
   "$(span -c 'show span session brief' | sed -n 's/no suspend/1/; s/suspend/2/; /^ [0-9]/p' | numbers |
     sed 's/^ //; s/ inactive/ 2/; s/ active/ 1/; s/not configured/-/')" \
   "$(join <(column 1 3) <(column 1 4) | join - <(column 1 2) | sed 's/ 0$/ -/' | sort -n)"
