@@ -287,6 +287,16 @@ numbered 'half an index' noCreation "$objects.2.1.3.5" i 4
 numbered 'a column that is not there' notWritable "$objects.1.1.9.5" i 4
 numbered 'a table that is not there' notWritable "$objects.9.1.1.5" i 4
 
+# The manager does not find its database any more.
+before=$(snmp walk "$mirror")
+mv "$work/state/span.db" "$work/aside.db"
+refused 'a threshold that cannot be saved' 'commitFailed portMirrorDropThreshold.0' portMirrorDropThreshold.0 = 5
+refused 'a session that cannot' "commitFailed $row.3" $row.3 = createAndGo
+refused 'VSANs that cannot' 'commitFailed portMirrorFilterVsans1k.5' portMirrorFilterVsans1k.5 x 40
+refused 'a request of two steps' "commitFailed $row.3" "$dest.3" = "$(fc 2 1)" $row.3 = createAndGo
+mv "$work/aside.db" "$work/state/span.db"
+same 'when changes can be saved again, all is as it was' "$before" "$(snmp walk "$mirror")"
+
 sets 'the threshold is set' 'done' portMirrorDropThreshold.0 = 99
 same 'it is the new one' 'packets 99' "$(rows --table drop-threshold | tail -n 1 | tr -s ' ')"
 audited=$("$programs/spand" --audit 1 --state "$work/state" | sed -n '2s/  */ /gp')
@@ -357,6 +367,29 @@ for ((try = 0; try < 5; ++try)); do
 done
 same 'a change that a slow manager cuts off is refused' resourceUnavailable "${cut_off% *}"
 same 'and leaves all as it was' "$before" "$(rows)"
+
+# Killed in the midst, there is nobody to take back what was done. Once more when it was too late, or too early.
+stays() { told source-interfaces | grep -c "^2 $(fc 2 13) 1$"; }
+kill_in_the_midst() {
+  local end=$((SECONDS + 20))
+  until a_step_is_done || [ $SECONDS -gt $end ]; do :; done
+  kill -KILL "${pids[manager]}"
+}
+for ((try = 0; try < 5; ++try)); do
+  needed 10 tells_all
+  touch "$work/since"
+  kill_in_the_midst &
+  cut_off=$(outcome "${many[@]}")
+  wait $!
+  stop manager
+  start_manager
+  cut_off="${cut_off% *} $(stays)"
+  [ "$cut_off" != 'undoFailed 1' ] || break
+  outcome "${many[@]/createAndGo/destroy}" >/dev/null
+done
+same 'of a change that is cut off for good, what was done stays, and that is told' 'undoFailed 1' "$cut_off"
+sets 'until it is removed' 'done' "${many[@]/createAndGo/destroy}"
+same 'and all is as it was' "$before" "$(rows)"
 
 # ---- Who may not change anything -------------------------------------------------------------------------------------
 
