@@ -163,7 +163,7 @@ uint32_t refusal(const SourceChange& change) {
 // 0, 4094 and 4095 are reserved, also where the switch has a VSAN of that number.
 Vsans unusable_vsans(const Switch& on, const SourceChange& change) {
   Vsans usable = on.chassis.vsans();
-  for (const size_t reserved : {0, 4094, 4095}) usable.reset(reserved);
+  for (const size_t reserved : {0u, 4094u, 4095u}) usable.reset(reserved);
   return change.vsans & ~usable;
 }
 
