@@ -6,3 +6,4 @@ execute_process(COMMAND gcc -print-multiarch OUTPUT_VARIABLE multiarch OUTPUT_ST
                 COMMAND_ERROR_IS_FATAL ANY)
 set(CMAKE_C_FLAGS_INIT "-m32 -idirafter /usr/include/${multiarch}")
 set(CMAKE_CXX_FLAGS_INIT "${CMAKE_C_FLAGS_INIT}")
+set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_CURRENT_LIST_DIR}/without_warnings.sh $ENV{CMAKE_CXX_COMPILER_LAUNCHER})
