@@ -1,5 +1,5 @@
 // The SPAN manager: requests and debug functions, any bytes, one after the other on the same state; and what is said to
-// be its responses.
+// be its responses. Each request is put into words, as for the audit.
 #include <array>
 #include <cstdlib>
 #include <iterator>
@@ -8,6 +8,7 @@
 
 #include "host/manager/manager.h"
 #include "host/manager/responses.h"
+#include "host/manager/words.h"
 #include "tests/fuzz/input.h"
 #include "tests/fuzz/switch.h"
 
@@ -35,10 +36,11 @@ Bytes any_payload(Input& input) {
   return input.flip() ? input.sparse(kSizes[input.below(std::size(kSizes))]) : input.take(input.below(700));
 }
 
-void request(manager::Manager& manager, Input& input) {
+void request(manager::Manager& manager, const chassis::Chassis& chassis, Input& input) {
   const uint32_t opcode = any_opcode(input);
   const uint32_t kind = input.rarely() ? input.word() : input.flip() ? kQuery : kChange;
   const Bytes payload = any_payload(input);
+  require(manager::describe(chassis, opcode, payload).size() <= manager::kMaxWords);
   const manager::Reply reply = manager.handle(opcode, kind, payload);
   require(reply.response.empty() == (reply.status != 0));
   require(reply.status != 0 || manager::is_whole(opcode, reply.response));
@@ -74,7 +76,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   while (!input.empty()) {
     const uint8_t what = input.byte();
     if (what < 0xD0) {
-      request(manager, input);
+      request(manager, chassis, input);
     } else if (what < 0xF0) {
       dump(manager, input);
     } else {

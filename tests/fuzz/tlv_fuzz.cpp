@@ -1,15 +1,18 @@
-// The TLV codec of the platform, and the manager's: any bytes behind the length word that they come with.
+// The TLV codec of the platform, and the manager's: any bytes behind the length word that they come with. And the
+// modules, whose counter service speaks it: any bytes as requests and as answers.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 
 #include "host/linecard/counter_service.h"
+#include "host/linecard/modules.h"
 #include "host/tlv/tlv.h"
 #include "libspan.h"
 #include "platform/hw_counters.h"
 #include "platform/tlvu.h"
 #include "tests/fuzz/input.h"
+#include "tests/fuzz/switch.h"
 
 namespace {
 
@@ -61,6 +64,7 @@ void use(const Bytes& fields, uint16_t tag) {
   const Block record = record_of(fields);
   const void* const table = &span_global_info_payload_tbl;
   decode(record.get(), table, sizeof(span_global_info_payload_t));
+  decode(record.get(), &linecard::kCounterRequestTable, sizeof(span_hw_counters_request_t));
   decode(record.get(), &linecard::kCounterResultTable, sizeof(span_hw_counters_result_t));
   iterate(record.get(), table);
   uint32_t number = 0;
@@ -71,13 +75,45 @@ void use(const Bytes& fields, uint16_t tag) {
   span_hw_counters_payload_to_struct(&result, record.get(), 0, 0);
 }
 
+// What a module answers is whole, to whatever it was asked.
+void require_whole(uint32_t service, const Bytes& request, const linecard::Answer& answer) {
+  if (answer && !linecard::is_whole(service, request, *answer)) std::abort();
+}
+
+void ask_modules(const Bytes& request, uint32_t opcode) {
+  using namespace linecard;
+  static const chassis::Chassis chassis = fuzz::make_switch();
+  for (const uint32_t each : {opcode, kInformationOpcode}) {
+    require_whole(kInformationService, request, module_information(chassis, each, request));
+  }
+  for (const uint32_t each : {opcode, kCounterOpcode}) {
+    require_whole(kCounterService, request, drop_counter(1 + opcode % 3, opcode << 24, each, request));
+  }
+}
+
+// The library is handed an answer that passes for whole without its length.
+void hear_modules(const Bytes& answer) {
+  const uint8_t modules = answer.empty() ? 0 : answer.front();
+  linecard::is_whole(linecard::kInformationService, {&modules, 1}, answer);
+  if (answer.empty() || !linecard::is_whole(linecard::kCounterService, {}, answer)) return;
+  const Block block(std::malloc(answer.size()));
+  std::memcpy(block.get(), answer.data(), answer.size());
+  void* result = nullptr;
+  span_hw_counters_payload_to_struct(&result, block.get(), 0, 0);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Input input(data, size);
   const uint16_t tag = input.byte();
   const Bytes fields = input.take(std::min<size_t>(size, 0xFFFF));
-  tlv::decode(Bytes(data, data + size));
+  const Bytes bytes(data, data + size);
+  tlv::decode(bytes);
   use(fields, tag);
+  for (const Bytes& each : {bytes, fields}) {
+    ask_modules(each, tag);
+    hear_modules(each);
+  }
   return 0;
 }

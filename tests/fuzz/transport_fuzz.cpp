@@ -1,11 +1,15 @@
-// What the processes tell each other: bodies of every type, as they are, and records of a socket put together.
+// What the processes tell each other: bodies of every type, as they are, and records of a socket put together. Rates
+// are put to use, and texts shown.
 #include <algorithm>
 #include <cstdlib>
 #include <memory>
 #include <optional>
+#include <string>
 
+#include "host/nodes/cards.h"
 #include "host/transport/frame.h"
 #include "host/transport/message.h"
+#include "host/transport/tame.h"
 #include "tests/fuzz/input.h"
 
 namespace {
@@ -20,7 +24,29 @@ void decode(const Bytes& bytes) {
   if (body && transport::encode(*body) != bytes) std::abort();
 }
 
+// A line card lives on whatever rates it is told.
+void copy_at_rates(const Bytes& bytes) {
+  const auto rates = transport::decode<transport::Rates>(bytes);
+  if (!rates) return;
+  uint64_t now = 0;
+  nodes::Cards cards([&] { return now; });
+  cards.set_rates(rates->copies, rates->threshold);
+  for (const auto& [module, rate] : rates->copies) {
+    now += rates->generation;
+    cards.drops(module);
+  }
+}
+
+// What others say takes one line in a log, of no more than its width.
+void show(const Bytes& bytes) {
+  constexpr size_t kWidth = 100;
+  const std::string shown = transport::tame(std::string(bytes.begin(), bytes.end()), kWidth);
+  if (shown.size() > kWidth || !std::ranges::all_of(shown, [](char c) { return c >= ' ' && c <= '~'; })) std::abort();
+}
+
 void decode_all(const Bytes& bytes) {
+  copy_at_rates(bytes);
+  show(bytes);
   decode<transport::Hello>(bytes);
   decode<transport::Welcome>(bytes);
   decode<transport::Request>(bytes);
