@@ -96,6 +96,14 @@ TEST_F(PortVsans, TheNumberIsThatOfTheEntry) {
   EXPECT_TRUE(is_vsan(body().entries[1], 0xFFFFFFFF, 0, 0));
 }
 
+TEST_F(PortVsans, WhatFollowsTheLastOneIsNoEntry) {
+  const Bytes entry = VsanEntry{.vsan = 7, .members = {{.if_index = kFc1}}}.bytes();
+  vsan_entries_ = 1;
+  EXPECT_EQ(decode(join({message_head(3), vsan_body({{7, 7}}, {}), entry, entry})), 0u);
+  ASSERT_TRUE(is_vsan(body().entries[0], 7, 1, 1));
+  EXPECT_EQ(heap::requests(), 3u);
+}
+
 TEST_F(PortVsans, WithoutTheFlagAnEntryTakes9BytesAndHasNoMembers) {
   Message unflagged(9);
   unflagged.be32(0, 3).be32(5, 0x7FFFFFFF);
