@@ -77,7 +77,7 @@ wrong_rules() {
 
 right_source | build "$good"
 copy_install_scripts
-checks=(exports undefined loading header sources install)
+checks=(exports undefined loading header sources install survivors)
 described() { [ -e "tests/abi/$("${compiler[@]}" -print-multiarch).abi" ]; }
 if described; then checks+=(arrows abi); fi
 for name in "${checks[@]}"; do
@@ -120,6 +120,11 @@ wrong_file arrows "$headers/internal/heap.h" '1i #include "platform/vex.h"'
 wrong_file arrows "$headers/span_cli.cpp" '/^#include "libspan.h"/a void stray() { span_snmp_set_tarn(1); }'
 wrong_file arrows host/rows/span_rows.cpp '1i // span_cli_print_session_id'
 wrong_file arrows tests/build/arrows.txt '/^include host\/shell /d'
+wrong_file survivors "$headers/span_cli.cpp" 's/uint32_t tunnel = 0;/uint32_t tunnel{};/'
+wrong_file survivors "$headers/span_cli.cpp" 's/uint8_t valid = 0;/&\n    uint8_t valid = 0;/'
+wrong_file survivors tests/mutation/survivors.txt 's/, span_cli_set_session_state: /: /'
+wrong_file survivors tests/mutation/survivors.txt 's/, print_rspan_tunnel: /, show_all: /'
+wrong_file survivors tests/mutation/survivors.txt 's/^span_msg.cpp: payload.bytes.reset(nullptr); => ;$/&\n&/'
 
 wrong_abi 's/^\(uint32_t span_cli_print_session_id(.*\))/\1, int more)/' libspan.h span_cli.cpp
 wrong_abi 's/^\(uint32_t span_cli_print_session_id(const\) span_cli_parms_t/\1 void/' libspan.h span_cli.cpp

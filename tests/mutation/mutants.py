@@ -26,6 +26,11 @@ OPERATORS = {
 }  # fmt: skip
 SWAPS = {"true": "false", "false": "true", "++": "--", "--": "++", "__func__": '"~"'}
 
+# What a line may stand in: the start of a function, behind its type, or of a record.
+CONTROL = {"if", "for", "while", "switch", "return", "catch", "static_assert", "else"}
+FUNCTION = re.compile(r"\s*(?:\[\[[^\]]*\]\] )?[A-Za-z_][^=(]*[ *&]([A-Za-z_~]\w*)\(")
+RECORD = re.compile(r"\s*(?:struct|class|union) (\w+)[^;]*\{")
+
 
 @dataclasses.dataclass(frozen=True)
 class Mutant:
@@ -33,10 +38,14 @@ class Mutant:
     line: int
     old: str
     new: str
+    place: str  # the function or the record around it, maybe none
 
     def change(self):
-        """What survivors.txt knows it by: the change, wherever it stands in its file."""
-        return f"{self.path}: {self.old.strip()} => {self.new.strip()}"
+        return f"{self.old.strip()} => {self.new.strip()}"
+
+    def names(self):
+        """What survivors.txt may know it by: the change in its file, or at its place there."""
+        return {f"{self.path}: {self.change()}", f"{self.path}, {self.place}: {self.change()}"}
 
 
 def balanced(text):
@@ -87,16 +96,46 @@ def changed_statements(line):
             yield f"{head}(!({test})){rest}"
 
 
+def indentation(line):
+    return len(line) - len(line.lstrip())
+
+
+def opens(lines):
+    """Whether the first statement of these lines has a body."""
+    for line in lines:
+        code = line.split("//")[0].rstrip()
+        if code.endswith(("{", ";", "}")):
+            return code.endswith("{")
+    return False
+
+
+def place_of(lines, number):
+    """The name of what the line with that number stands in: the next one above that begins further left."""
+    limit = indentation(lines[number - 1])
+    for at in range(number - 2, -1, -1):
+        line = lines[at]
+        if not line.strip() or indentation(line) >= limit:
+            continue
+        limit = indentation(line)
+        if line.split()[0].rstrip("(") in CONTROL:
+            continue
+        start = FUNCTION.match(line) or RECORD.match(line)
+        if start and opens(lines[at:]):
+            return start[1]
+    return ""
+
+
 def mutants_of(path, text):
     """All mutants of a file, in the order of its lines. Assertions are left alone: they are no part of the program."""
     found = []
     asserting = False
-    for number, line in enumerate(text.splitlines(), 1):
+    lines = text.splitlines()
+    for number, line in enumerate(lines, 1):
         code = line.strip()
         asserting = asserting or code.startswith("static_assert")
         if not asserting and not code.startswith(("#", "//")):
             for new in dict.fromkeys([*changed_tokens(line), *changed_statements(line)]):
-                found.append(Mutant(path, number, line, new))
+                found.append(Mutant(path, number, line, new, place_of(lines, number)))
         if code.endswith(";"):
             asserting = False
     return found

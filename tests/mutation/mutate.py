@@ -3,8 +3,9 @@
 
 BUILD is a build folder in which span_tests is up to date. Each mutant is compiled alone, without optimisation, linked
 with the objects of the tests and run until a test fails: first the tests that killed others of that file, then all. A
-mutant of which the optimiser makes the very program that it makes of the library is none. Fails when a mutant survives that survivors.txt does not explain, or when less than
-95 % of them are killed.
+mutant of which the optimiser makes the very program that it makes of the library is none. Fails when a mutant survives
+that survivors.txt does not explain, or when less than 95 % of them are killed. Each explanation is of one mutant: the
+run does not begin with one that fits none or several.
 """
 
 import argparse
@@ -21,12 +22,14 @@ import tempfile
 import threading
 import time
 
-import mutants
+sys.dont_write_bytecode = True
+import mutants  # noqa: E402
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 LIBRARY = pathlib.Path("feature/span/lib")
 SURVIVORS = pathlib.Path(__file__).with_name("survivors.txt")
 KILL_RATE = 95  # percent
+FEWEST = 500  # mutants of all files that can be judged; where there are less, they are no longer found
 RUN_SECONDS = 300
 COMPILE_SECONDS = 300
 LIMITS = ["prlimit", "--core=0", "--cpu=20", "--fsize=268435456"]  # a run takes two seconds
@@ -198,16 +201,45 @@ class Bench:
 def explanations():
     """The changes that survivors.txt explains; the reason stands indented below each."""
     lines = SURVIVORS.read_text().splitlines()
-    return {line for line in lines if line and not line.startswith(("#", " "))}
+    return [line for line in lines if line and not line.startswith(("#", " "))]
 
 
-def generate(only):
+def generate():
     found = []
     for path in sorted([*(ROOT / LIBRARY).glob("*.cpp"), *(ROOT / LIBRARY).glob("internal/*.h")]):
-        name = str(path.relative_to(ROOT / LIBRARY))
-        if only in name:
-            found += mutants.mutants_of(name, path.read_text())
+        found += mutants.mutants_of(str(path.relative_to(ROOT / LIBRARY)), path.read_text())
     return found
+
+
+def explained_of(everything):
+    """The mutants that are explained. Ends when an explanation is not of exactly one, or one has several."""
+    named = collections.defaultdict(list)
+    for mutant in everything:
+        for name in mutant.names():
+            named[name].append(mutant)
+    wrong = []
+    explained = {}
+    for line in explanations():
+        if not named[line]:
+            wrong.append(f"explained, but no mutant: {line}")
+        elif len(named[line]) > 1:
+            places = ", ".join(f"{mutant.place or 'in none'} ({mutant.line})" for mutant in named[line])
+            wrong.append(f"explained, but in several places, one of which its function has to tell: {line}\n  {places}")
+        elif named[line][0] in explained:
+            wrong.append(f"explained twice: {line}")
+        else:
+            explained[named[line][0]] = line
+    if wrong:
+        sys.exit("mutation: " + "\nmutation: ".join(wrong))
+    return set(explained)
+
+
+def selected(everything, only):
+    """Those in files with a text in their name; behind a colon the lines, the only one or the first and the last one."""
+    text, _, lines = only.partition(":")
+    first, _, last = lines.partition("-")
+    bounds = range(int(first or 1), int(last or first or sys.maxsize) + 1)
+    return [mutant for mutant in everything if text in mutant.path and mutant.line in bounds]
 
 
 def spread(everything, size):
@@ -217,8 +249,9 @@ def spread(everything, size):
 
 
 class Report:
-    def __init__(self, total):
+    def __init__(self, total, fewest):
         self.total = total
+        self.fewest = fewest
         self.counts = collections.Counter()
         self.start = time.monotonic()
 
@@ -239,7 +272,9 @@ class Report:
             print(f"  {name}: {self.counts[name]} ({100 * self.counts[name] / max(judged, 1):.1f} %)")
         print(f"not counted: {self.counts[BROKEN]} {BROKEN}, {self.counts[NONE]} {NONE}")
         print(f"time: {time.monotonic() - self.start:.0f} s")
-        return judged > 0 and self.counts[SURVIVED] == 0 and 100 * self.counts[KILLED] >= KILL_RATE * judged
+        if judged < self.fewest:
+            print(f"too few: {self.fewest} are wanted")
+        return judged >= self.fewest and self.counts[SURVIVED] == 0 and 100 * self.counts[KILLED] >= KILL_RATE * judged
 
 
 def prepare(build, scratch):
@@ -259,9 +294,8 @@ def prepare(build, scratch):
     return benches
 
 
-def try_all(chosen, benches):
-    explained = explanations()
-    report = Report(len(chosen))
+def try_all(chosen, benches, explained, fewest):
+    report = Report(len(chosen), fewest)
 
     def judge(mutant):
         bench = benches.get()
@@ -274,7 +308,7 @@ def try_all(chosen, benches):
         running = {pool.submit(judge, mutant): mutant for mutant in chosen}
         for done in concurrent.futures.as_completed(running):
             outcome = done.result()
-            if outcome == SURVIVED and running[done].change() in explained:
+            if outcome == SURVIVED and running[done] in explained:
                 outcome = EXPLAINED
             report.add(running[done], outcome)
     return report
@@ -282,20 +316,24 @@ def try_all(chosen, benches):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("build", type=pathlib.Path, help="build folder with span_tests")
+    parser.add_argument("build", type=pathlib.Path, nargs="?", help="build folder with span_tests")
+    parser.add_argument("--check", action="store_true", help="only look whether each explanation is of one mutant")
     parser.add_argument("--sample", type=int, metavar="N", help="try N mutants, evenly spread, not all")
-    parser.add_argument("--only", default="", metavar="TEXT", help="files with TEXT in their name")
+    parser.add_argument("--only", default="", metavar="TEXT[:LINE[-LINE]]", help="files with TEXT in their name")
     options = parser.parse_args()
+    if not options.check and options.build is None:
+        parser.error("a build folder is needed")
 
-    everything = generate(options.only)
-    stale = explanations() - {mutant.change() for mutant in generate("")}
-    if stale:
-        sys.exit("mutation: explained, but no mutant:\n" + "\n".join(sorted(stale)))
-    chosen = spread(everything, options.sample)
+    everything = generate()
+    explained = explained_of(everything)
+    if options.check:
+        return
+    chosen = spread(selected(everything, options.only), options.sample)
+    fewest = 1 if options.only or options.sample else FEWEST
     print(f"mutation: {len(chosen)} of {len(everything)} mutants", file=sys.stderr)
     with tempfile.TemporaryDirectory() as scratch:
         benches = prepare(Build(options.build.resolve(), pathlib.Path(scratch)), pathlib.Path(scratch))
-        report = try_all(chosen, benches)
+        report = try_all(chosen, benches, explained, fewest)
     sys.exit(0 if report.passes() else 1)
 
 
