@@ -417,6 +417,11 @@ TEST_F(SourceIfResult, KeepsShowingTheInterfaceAsItTravelled) {
             "span_snmp_get_src_config_info_res_if: If[5ea6a75b][] status[ffffffff][status 0xffffffff]\n");
 }
 
+TEST_F(SourceIfResult, HasNoNameOfAnInterfaceThatIsNotThere) {
+  EXPECT_EQ(read({{0x01020304, 7}}), 7u);
+  EXPECT_EQ(steps().back(), "span_snmp_get_src_config_info_res_if: If[5ea6a75b][] status[7][status 0x7]\n");
+}
+
 TEST_F(SourceIfResult, HasRoomForTheLongestName) {
   const std::string name(127, 'n');
   know(kPort, 1, name);
