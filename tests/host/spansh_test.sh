@@ -132,10 +132,10 @@ wrong '                       ^ a range stays on one module and one type of inte
 
 # ---- Closed and full outputs -----------------------------------------------------------------------------------------
 
-# survives NAME STATUS COMMAND: ends within five seconds with that status.
+# survives NAME STATUS COMMAND: ends by itself with that status.
 survives() {
   local ok=no
-  timeout 5 bash -c "$3" _ "$spansh" 2>"$work/err"
+  timeout 20 bash -c "$3" _ "$spansh" 2>"$work/err"
   local got=$?
   [ $got = "$2" ] && ok=yes
   verdict "$1" $ok "status $got" "errors $(<"$work/err")"
@@ -143,11 +143,11 @@ survives() {
 
 # shellcheck disable=SC2016
 {
-  survives 'closed standard output' 2 '"$1" -c "show interface brief" >&-'
+  is_stand_in "$spansh" || survives 'closed standard output' 2 '"$1" -c "show interface brief" >&-'
   survives 'full standard output' 2 '"$1" -c "show interface brief" >/dev/full'
   survives 'a reader that goes away' 2 'yes "show interface brief" | "$1" | head -n 1 >/dev/null; exit "${PIPESTATUS[1]}"'
   survives 'closed standard error' 2 '"$1" -c bogus 2>&-'
-  survives 'closed standard input' 0 '"$1" <&-'
+  is_stand_in "$spansh" || survives 'closed standard input' 0 '"$1" <&-'
 }
 
 # ---- Slips and broken files ------------------------------------------------------------------------------------------
@@ -169,7 +169,7 @@ full() {
 full 'a start-up that talks' --startup "$work/talks" -c configure
 full 'help' --help
 # A sanitizer needs descriptors of its own, so this is for the program as it is shipped.
-if ! ldd "$spansh" | grep -q -e libasan -e libubsan; then
+if ! is_stand_in "$spansh" && ! ldd "$spansh" | grep -q -e libasan -e libubsan; then
   (exec 3>&- && ulimit -n 4 && "$spansh" --startup "$root/examples/startup.span" -c 'show span session brief') >"$work/out" 2>&1
   verdict 'a start-up without descriptors is done all the same' "$(grep -q ' 1 .*fc1/1' "$work/out" && echo yes)" "$(<"$work/out")"
 fi

@@ -39,6 +39,9 @@ refused() {
 
 rows() { timeout 30 "$programs/span-rows" --connect "$@"; }
 
+# Whether the programs take their usual time, and have their descriptors for themselves.
+in_time() { ! is_stand_in "$programs/span-agent"; }
+
 # ---- The module ------------------------------------------------------------------------------------------------------
 
 lint() { (cd "$1" && SMIPATH=$(base_modules) smilint -s -l 6 ./PORT-MIRROR-MIB.txt 2>&1); }
@@ -338,7 +341,7 @@ kill -STOP "${pids[manager]}"
 began=$SECONDS
 same 'a manager that does not answer is an error' genError "$(snmp walk "$mirror" | error_of)"
 took=$((SECONDS - began))
-verdict "within seconds" "$(yes_when [ $took -le 4 ])" "$took seconds"
+! in_time || verdict "within seconds" "$(yes_when [ $took -le 4 ])" "$took seconds"
 kill -CONT "${pids[manager]}"
 tells_all() { [ "$(snmp walk "$mirror")" = "$walked" ]; }
 verdict 'all rows are back when it does' "$(yes_when within 10 tells_all)"
@@ -356,42 +359,44 @@ stall_in_the_midst() {
   sleep 2.8
   kill -CONT "${pids[manager]}"
 }
-before=$(rows)
-# Once more when it stood still too late, or for so long that taking back was cut off as well.
-for ((try = 0; try < 5; ++try)); do
-  needed 10 tells_all
-  touch "$work/since"
-  stall_in_the_midst &
-  cut_off=$(outcome "${many[@]}")
-  wait $!
-  [ "${cut_off% *}" != resourceUnavailable ] || break
-  outcome "${many[@]/createAndGo/destroy}" >/dev/null
-done
-same 'a change that a slow manager cuts off is refused' resourceUnavailable "${cut_off% *}"
-same 'and leaves all as it was' "$before" "$(rows)"
+if in_time; then
+  before=$(rows)
+  # Once more when it stood still too late, or for so long that taking back was cut off as well.
+  for ((try = 0; try < 5; ++try)); do
+    needed 10 tells_all
+    touch "$work/since"
+    stall_in_the_midst &
+    cut_off=$(outcome "${many[@]}")
+    wait $!
+    [ "${cut_off% *}" != resourceUnavailable ] || break
+    outcome "${many[@]/createAndGo/destroy}" >/dev/null
+  done
+  same 'a change that a slow manager cuts off is refused' resourceUnavailable "${cut_off% *}"
+  same 'and leaves all as it was' "$before" "$(rows)"
 
-# Killed in the midst, there is nobody to take back what was done. Once more when it was too late, or too early.
-stays() { told source-interfaces | grep -c "^2 $(fc 2 13) 1$"; }
-kill_in_the_midst() {
-  local end=$((SECONDS + 20))
-  until a_step_is_done || [ $SECONDS -gt $end ]; do :; done
-  kill -KILL "${pids[manager]}"
-}
-for ((try = 0; try < 5; ++try)); do
-  needed 10 tells_all
-  touch "$work/since"
-  kill_in_the_midst &
-  cut_off=$(outcome "${many[@]}")
-  wait $!
-  stop manager
-  start_manager
-  cut_off="${cut_off% *} $(stays)"
-  [ "$cut_off" != 'undoFailed 1' ] || break
-  outcome "${many[@]/createAndGo/destroy}" >/dev/null
-done
-same 'of a change that is cut off for good, what was done stays, and that is told' 'undoFailed 1' "$cut_off"
-sets 'until it is removed' 'done' "${many[@]/createAndGo/destroy}"
-same 'and all is as it was' "$before" "$(rows)"
+  # Killed in the midst, there is nobody to take back what was done. Once more when it was too late, or too early.
+  stays() { told source-interfaces | grep -c "^2 $(fc 2 13) 1$"; }
+  kill_in_the_midst() {
+    local end=$((SECONDS + 20))
+    until a_step_is_done || [ $SECONDS -gt $end ]; do :; done
+    kill -KILL "${pids[manager]}"
+  }
+  for ((try = 0; try < 5; ++try)); do
+    needed 10 tells_all
+    touch "$work/since"
+    kill_in_the_midst &
+    cut_off=$(outcome "${many[@]}")
+    wait $!
+    stop manager
+    start_manager
+    cut_off="${cut_off% *} $(stays)"
+    [ "$cut_off" != 'undoFailed 1' ] || break
+    outcome "${many[@]/createAndGo/destroy}" >/dev/null
+  done
+  same 'of a change that is cut off for good, what was done stays, and that is told' 'undoFailed 1' "$cut_off"
+  sets 'until it is removed' 'done' "${many[@]/createAndGo/destroy}"
+  same 'and all is as it was' "$before" "$(rows)"
+fi
 
 # ---- Who may not change anything -------------------------------------------------------------------------------------
 
@@ -475,41 +480,43 @@ stop agent
 agent_options=()
 registered=$mirror
 
-"$programs/span-agent" --connect --agentx "$work/agentx.sock" <&- >&- 2>&- &
-pids[agent]=$!
-disown
 # has_socket: one of its own; others are of who runs this script.
 has_socket() {
   readlink "/proc/${pids[agent]}/fd/"* | grep '^socket:' | grep -qvxFf <(readlink "/proc/$$/fd/"*)
 }
-needed 10 has_socket
-same 'standard files lend their numbers to no socket' '/dev/null /dev/null /dev/null' \
-  "$(readlink "/proc/${pids[agent]}/fd/"{0,1,2} | xargs)"
-stop agent KILL
-
-# A manager that does not answer is not waited for so long that snmpd would miss the agent.
-kill -STOP "${pids[manager]}"
-agent_options=(--timeout "$longest")
-began=$SECONDS
-start_agent
-took=$((SECONDS - began))
-verdict 'a manager that stands still keeps the agent from serving for a moment' "$(yes_when [ $took -le 10 ])" \
-  "$took seconds"
-same 'what it serves is errors' genError "$(snmp get "$objects.5.1.0" | error_of)"
-agent_options=()
-stop agent
-
-# Once more when it had given up before it was told.
-for ((try = 0; try < 5; ++try)); do
-  : >"$work/agent.log"
-  start_child --connect --timeout "$longest" --agentx "$work/nowhere.sock"
+if in_time; then
+  "$programs/span-agent" --connect --agentx "$work/agentx.sock" <&- >&- 2>&- &
+  pids[agent]=$!
+  disown
   needed 10 has_socket
-  kill "${pids[agent]}"
-  await_end
-  ended_as="$status, gave up $(log_lines agent 'does not answer') times"
-  [ "$ended_as" != '0, gave up 0 times' ] || break
-done
-same 'who waits for its answer ends when told to' '0, gave up 0 times' "$ended_as"
+  same 'standard files lend their numbers to no socket' '/dev/null /dev/null /dev/null' \
+    "$(readlink "/proc/${pids[agent]}/fd/"{0,1,2} | xargs)"
+  stop agent KILL
+
+  # A manager that does not answer is not waited for so long that snmpd would miss the agent.
+  kill -STOP "${pids[manager]}"
+  agent_options=(--timeout "$longest")
+  began=$SECONDS
+  start_agent
+  took=$((SECONDS - began))
+  verdict 'a manager that stands still keeps the agent from serving for a moment' "$(yes_when [ $took -le 10 ])" \
+    "$took seconds"
+  same 'what it serves is errors' genError "$(snmp get "$objects.5.1.0" | error_of)"
+  agent_options=()
+  stop agent
+
+  # Once more when it had given up before it was told.
+  for ((try = 0; try < 5; ++try)); do
+    : >"$work/agent.log"
+    start_child --connect --timeout "$longest" --agentx "$work/nowhere.sock"
+    needed 10 has_socket
+    kill "${pids[agent]}"
+    await_end
+    ended_as="$status, gave up $(log_lines agent 'does not answer') times"
+    [ "$ended_as" != '0, gave up 0 times' ] || break
+  done
+  same 'who waits for its answer ends when told to' '0, gave up 0 times' "$ended_as"
+fi
 
 # A stateless standby knows no sessions.
 stop manager

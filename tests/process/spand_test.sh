@@ -91,15 +91,17 @@ hold() {
   verdict "$1" "$(yes_when [ "$(<"$work/held")" = "$2" ])" "$(<"$work/held")"
 }
 
-expect "too few descriptors" 1 'spand: a limit of 50 open files is too low, at least 53 are needed' \
-  limited 50 "$spand" "${here[@]}"
-start "$work/log" limited 64 "$spand" "${here[@]}"
-hold "few descriptors are enough for a few clients" '14 clients' 14
-expect "and for a change" 0 '0x00000000 *' "$ask" "$manager" change 3
-hold "the next ones do not wait in vain" '1 clients, then EBUSY' 10
-verdict "the log tells it" "$(yes_when grep -q '^spand: sent a client of .*: too many clients$' "$work/log")" "$(<"$work/log")"
-kill -TERM "$pid"
-expect_end "it ends as usual" "$pid"
+if ! is_stand_in "$spand"; then
+  expect "too few descriptors" 1 'spand: a limit of 50 open files is too low, at least 53 are needed' \
+    limited 50 "$spand" "${here[@]}"
+  start "$work/log" limited 64 "$spand" "${here[@]}"
+  hold "few descriptors are enough for a few clients" '14 clients' 14
+  expect "and for a change" 0 '0x00000000 *' "$ask" "$manager" change 3
+  hold "the next ones do not wait in vain" '1 clients, then EBUSY' 10
+  verdict "the log tells it" "$(yes_when grep -q '^spand: sent a client of .*: too many clients$' "$work/log")" "$(<"$work/log")"
+  kill -TERM "$pid"
+  expect_end "it ends as usual" "$pid"
+fi
 
 # ---- A switch that has changed ---------------------------------------------------------------------------------------
 

@@ -30,6 +30,10 @@ within() {
   done
 }
 
+# is_stand_in PROGRAM: whether a script runs it under a tool, which is slow and has descriptors of its own: it opens
+# standard files that are closed, and takes some of the few that a limit leaves.
+is_stand_in() { [ "$(head -c 2 "$1")" = '#!' ]; }
+
 # The last line of a script: it fails when a check did.
 all_passed() {
   [ $failed -eq 0 ] || {
