@@ -38,7 +38,7 @@ anonymous() { awk '/^Anonymous:/ { print $2 }' "/proc/$1/smaps_rollup"; }
 
 # thousand_changes: by one shell. Each of them makes a long line in the audit.
 thousand_changes() {
-  local ports='fc1/3, fc1/5, fc1/7, fc1/13, fc1/15, fc1/17, fc1/19, fc1/21, fc2/3, fc2/5, fc2/7, fc2/13, fc2/15, fc2/17' i
+  local ports='fc1/3, fc1/5, fc1/7, fc1/13, fc1/15, fc1/17, fc1/19, fc1/21, fc2/3, fc2/5, fc2/7, fc2/13, fc2/15' i
   printf '%s\n' configure 'span session 16'
   for ((i = 0; i < 499; ++i)); do printf '%s\n' "source interface $ports" "no source interface $ports"; done
   echo 'no span session 16'
@@ -73,7 +73,8 @@ visit() {
   local pattern=$1 arguments=() command shown
   shift
   for command in "$@"; do arguments+=(-c "$command"); done
-  shown=$(timeout 20 "$build/host/spansh" --connect "$scratch/run" "${arguments[@]}" 2>&1) && grep -q "$pattern" <<<"$shown"
+  shown=$(timeout 20 "$build/host/spansh" --connect "$scratch/run" "${arguments[@]}" 2>&1) &&
+    grep -q "$pattern" <<<"$shown"
 }
 
 look() { visit '^' 'show span session'; }
@@ -84,7 +85,8 @@ count() { visit 'module 2 is: 0x' 'show span drop-counters'; }
 enough() {
   local verdict='TOO FEW'
   [ $(($3 * 1000)) -lt $(($2 * $4)) ] || verdict=enough
-  printf 'shells that came to %-6s  %6d, served %6d, at least %5.1f %% needed: %s\n' "$1" "$2" "$3" "$4e-1" "$verdict" >&2
+  printf 'shells that came to %-6s  %6d, served %6d, at least %5.1f %% needed: %s\n' "$1" "$2" "$3" "$4e-1" \
+    "$verdict" >&2
   [ "$verdict" = enough ]
 }
 
