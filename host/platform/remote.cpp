@@ -182,7 +182,11 @@ int Remote::send(uint32_t address, uint32_t service, uint32_t opcode, std::span<
   uint32_t id = 0;
   const int error = node(address).send(Type::kSend, transport::encode(body), id, message_wait());
   if (error != 0) return of_module(place, error);
-  if (awaited_.size() == kAnswersAwaited) awaited_.erase(awaited_.begin());
+  if (awaited_.size() == kAnswersAwaited) {
+    const auto oldest = awaited_.begin();
+    node(oldest->second.place.first).abandon(oldest->second.id);
+    awaited_.erase(oldest);
+  }
   token = ++last_token_;
   awaited_[token] = {place, id, {payload.begin(), payload.end()}};
   return 0;
@@ -194,8 +198,11 @@ int Remote::receive(uint32_t token, std::vector<uint8_t>& answer) {
   const Awaited awaited = std::move(at->second);
   awaited_.erase(at);
   Message message = {Type::kAnswer};
-  const int error = node(awaited.place.first).receive(awaited.id, message, message_wait());
-  if (error != 0) return of_module(awaited.place, error);
+  transport::Channel& module = node(awaited.place.first);
+  if (const int error = module.receive(awaited.id, message, message_wait())) {
+    module.abandon(awaited.id);
+    return of_module(awaited.place, error);
+  }
   const bool whole = linecard::is_whole(awaited.place.second, awaited.request, message.body);
   if (message.type != Type::kAnswer || !whole) return EPROTO;
   answer = std::move(message.body);

@@ -94,6 +94,7 @@ class Channel::Line {
   int call(Type type, Bytes body, Message& answer, const Deadline& deadline);
   int send(Type type, Bytes body, uint32_t flag, uint32_t& id, const Deadline& deadline);
   int receive(uint32_t id, Message& answer, const Deadline& deadline);
+  void abandon(uint32_t id);
   int ensure_connected(const Deadline& deadline);
   const Welcome& welcome() const { return welcome_; }
 
@@ -119,6 +120,7 @@ class Channel::Line {
   Welcome welcome_{};
   Assembler assembler_{};
   std::deque<Message> kept_{};
+  std::deque<uint32_t> abandoned_{};  // the latest ones; what was kept for long makes room by itself
   std::unique_ptr<FrameBuffer> buffer_ = std::make_unique<FrameBuffer>();
 };
 
@@ -131,6 +133,7 @@ uint32_t Channel::Line::new_id(uint32_t flag) {
 void Channel::Line::cut() {
   socket_.reset();
   assembler_ = {};
+  abandoned_.clear();
 }
 
 // Waits until the socket is ready, and at least looks whether it is. An interrupt comes first.
@@ -243,7 +246,7 @@ int Channel::Line::send(Type type, Bytes body, uint32_t flag, uint32_t& id, cons
 }
 
 void Channel::Line::keep(Message message) {
-  if ((message.id & kOfCall) != 0 || message.id == 0) return;
+  if ((message.id & kOfCall) != 0 || message.id == 0 || std::erase(abandoned_, message.id) != 0) return;
   if (kept_.size() == kMostKept) kept_.pop_front();
   kept_.push_back(std::move(message));
 }
@@ -284,6 +287,13 @@ int Channel::Line::receive(uint32_t id, Message& answer, const Deadline& deadlin
   return error != 0 ? error : failure_in(answer);
 }
 
+void Channel::Line::abandon(uint32_t id) {
+  Message answer;
+  if (take_kept(id, answer) || !socket_ || is_older(id, first_id_)) return;
+  if (abandoned_.size() == kMostKept) abandoned_.pop_front();
+  abandoned_.push_back(id);
+}
+
 Channel::Channel(std::string path, std::string program, Interrupt* interrupt)
     : line_(std::make_unique<Line>(std::move(path), std::move(program), interrupt)) {}
 
@@ -302,6 +312,8 @@ int Channel::send(Type type, Bytes body, uint32_t& id, Milliseconds patience) {
 int Channel::receive(uint32_t id, Message& answer, Milliseconds patience) {
   return line_->receive(id, answer, Deadline(patience));
 }
+
+void Channel::abandon(uint32_t id) { line_->abandon(id); }
 
 int Channel::welcome(Welcome& welcome, Milliseconds patience) {
   const int error = line_->ensure_connected(Deadline(patience));

@@ -59,6 +59,9 @@ class Channel {
   int send(Type type, Bytes body, uint32_t& id, Milliseconds patience);
   int receive(uint32_t id, Message& answer, Milliseconds patience);
 
+  // Nobody will ask for that answer again: when it comes, it is thrown away.
+  void abandon(uint32_t id);
+
   // Of the connection that stands; connects first when none does.
   int welcome(Welcome& welcome, Milliseconds patience);
 

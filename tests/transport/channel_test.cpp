@@ -139,6 +139,24 @@ TEST_F(ChannelTest, KeepsTheLatest64Answers) {
   }
 }
 
+TEST_F(ChannelTest, KeepsNoAbandonedAnswers) {
+  uint32_t ids[65];
+  for (uint32_t& id : ids) ASSERT_EQ(channel_.send(Type::kWatch, {}, id, kPatience), 0);
+  await_kept(65);
+  serving_.in_thread([this] { kept_[1](Type::kRates, {1}); });
+  ASSERT_EQ(channel_.call(Type::kSend, {}, answer_, kPatience), 0);
+  for (int i = 1; i < 65; ++i) channel_.abandon(ids[i]);
+  serving_.in_thread([this] {
+    for (uint8_t i = 0; i < 65; ++i) {
+      if (i != 1) kept_[i](Type::kRates, {i});
+    }
+  });
+  ASSERT_EQ(channel_.call(Type::kSend, {}, answer_, kPatience), 0);
+  EXPECT_EQ(channel_.receive(ids[0], answer_, Milliseconds(0)), 0);
+  EXPECT_EQ(answer_.body, Bytes{0});
+  for (const int i : {1, 2, 64}) EXPECT_EQ(channel_.receive(ids[i], answer_, Milliseconds(0)), ETIMEDOUT) << i;
+}
+
 TEST_F(ChannelTest, KeepsNoLateAnswers) {
   uint32_t id = 0;
   ASSERT_EQ(channel_.send(Type::kWatch, {}, id, kPatience), 0);
