@@ -1,6 +1,7 @@
 #include "host/agent/master.h"
 
 #include <fcntl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -29,6 +30,8 @@ Say say;
 int stop_pipe[2] = {-1, -1};
 bool stopping = false;
 bool connected = false;
+netsnmp_session* line = nullptr;  // to the master, while connected
+bool unheard = false;             // whether the master has left a registration without an answer
 unsigned next_wait = kFirstWait;
 
 // ---- What Net-SNMP says ---------------------------------------------------------------------------------------------
@@ -53,13 +56,27 @@ void listen_to_library() {
 
 // ---- Coming and going of the master ---------------------------------------------------------------------------------
 
+// Ends as a line does that the master has closed.
+void cut_off() {
+  say("the master agent does not answer");
+  shutdown(snmp_sess_transport(snmp_sess_pointer(line))->sock, SHUT_RDWR);
+}
+
+// Objects that the master has not heard of would be missing for as long as it lives.
+void offer_objects() {
+  unheard = false;
+  register_mib_reattach();
+  if (!connected) return;
+  if (unheard) return cut_off();
+  next_wait = kFirstWait;
+  say("serving");
+}
+
 void try_later();
 
 void try_again(unsigned, void*) {
-  if (connected) return;
   if (subagent_open_master_session() != 0) return try_later();
-  register_mib_reattach();
-  if (connected) say("serving");
+  offer_objects();
 }
 
 void try_later() {
@@ -67,9 +84,15 @@ void try_later() {
   next_wait = std::min(2 * next_wait, kLongestWait);
 }
 
-int note_return(int, int, void*, void*) {
+int note_return(int, int, void* session, void*) {
   connected = true;
-  next_wait = kFirstWait;
+  line = static_cast<netsnmp_session*>(session);
+  return 0;
+}
+
+// Behind Net-SNMP's own.
+int note_registration(int, int, void*, void*) {
+  unheard = unheard || (connected && line->s_snmp_errno != SNMPERR_SUCCESS);
   return 0;
 }
 
@@ -82,17 +105,18 @@ int note_loss(int, int, void*, void*) {
   return 0;
 }
 
-// Without pings Net-SNMP leaves it to others to reconnect.
 void watch_master() {
-  netsnmp_ds_set_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_PING_INTERVAL, 0);
-  netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_NO_CONNECTION_WARNINGS, 1);
   snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_START, note_return, nullptr);
   snmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_INDEX_STOP, note_loss, nullptr);
+  netsnmp_register_callback(SNMP_CALLBACK_APPLICATION, SNMPD_CALLBACK_REGISTER_OID, note_registration, nullptr,
+                            NETSNMP_CALLBACK_LOWEST_PRIORITY);
 }
 
-// What the master has not answered in time would be sent again, while it stands in line already: a notification would
-// arrive as often. Settings of AgentX are those of a master; init_agent() has set the ones that count here.
-void send_once() {
+// Settings that init_agent() makes, too. With pings Net-SNMP would reconnect by itself, 15 seconds after each loss and
+// unnoticed. What the master has not answered in time would be sent again, while it stands in line already: a
+// notification would arrive as often. The time-out and the retries of AgentX's name are those of a master.
+void overrule_library() {
+  netsnmp_ds_set_int(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_AGENTX_PING_INTERVAL, 0);
   netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_RETRIES, 0);
   netsnmp_ds_set_int(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_TIMEOUT, kPatience);
 }
@@ -132,19 +156,20 @@ bool open_master(const std::string& socket, Say speaker) {
   netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_DONT_PERSIST_STATE, 1);
   netsnmp_ds_set_boolean(NETSNMP_DS_LIBRARY_ID, NETSNMP_DS_LIB_ALARM_DONT_USE_SIG, 1);
   netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_ROLE, 1);
+  netsnmp_ds_set_boolean(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_NO_CONNECTION_WARNINGS, 1);
   if (!socket.empty()) {
     netsnmp_ds_set_string(NETSNMP_DS_APPLICATION_ID, NETSNMP_DS_AGENT_X_SOCKET, socket.c_str());
   }
   listen_to_library();
   watch_master();
   if (init_agent("span-agent") != 0) return false;
-  send_once();
+  overrule_library();
   return catch_signals();
 }
 
 void join_master() {
   init_snmp("span-agent");
-  if (connected) return say("serving");
+  if (connected) return offer_objects();
   say("there is no master agent yet; looking for it");
   try_later();
 }

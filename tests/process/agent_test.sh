@@ -67,6 +67,12 @@ same 'a manager is looked for in a directory' "2 span-agent: $work/file: neither
 
 error_of() { sed -n 's/^Reason: (\?\([A-Za-z]*\).*/\1/p'; }
 
+# One beside all that follows, with a master of its own.
+start deaf python3 "$(dirname "${BASH_SOURCE[0]}")/silent_master.py" "$work/deaf.sock"
+needed 10 test -S "$work/deaf.sock"
+start heedful "$programs/span-agent" --connect "$work/nowhere" --agentx "$work/deaf.sock"
+heedful_since=$SECONDS
+
 start agent "$programs/span-agent" --connect --agentx "$work/agentx.sock"
 needed 10 log_has agent 'waiting for the SPAN manager'
 needed 10 log_has agent 'no master agent yet'
@@ -399,6 +405,19 @@ if in_time; then
   sets 'until it is removed' 'done' "${many[@]/createAndGo/destroy}"
   same 'and all is as it was' "$before" "$(rows)"
 fi
+
+# ---- A master that does not answer -----------------------------------------------------------------------------------
+
+needed 60 log_has heedful serving
+same 'objects that were offered in vain are offered again' \
+  'span-agent: the master agent does not answer
+span-agent: the master agent is gone; looking for it
+span-agent: serving' "$(grep -v waiting "$work/heedful.log")"
+heedful_for_20_seconds() { [ $((SECONDS - heedful_since)) -ge 20 ]; }
+needed 30 heedful_for_20_seconds
+same 'nothing else is asked of it' '0 open 0 register 1 open 1 register' "$(uniq "$work/deaf.log" | xargs)"
+stop heedful
+stop deaf
 
 # ---- Who may not change anything -------------------------------------------------------------------------------------
 

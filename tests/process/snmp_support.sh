@@ -26,7 +26,7 @@ ended() { ! kill -0 "$1" 2>/dev/null; }
 
 finish() {
   local name
-  for name in agent snmpd snmptrapd cards manager; do stop "$name"; done
+  for name in heedful deaf agent snmpd snmptrapd cards manager; do stop "$name"; done
   rm -rf "$work"
 }
 trap finish EXIT
