@@ -255,10 +255,14 @@ class Report:
         self.counts = collections.Counter()
         self.start = time.monotonic()
 
-    def add(self, mutant, outcome):
+    def add(self, mutant, outcome, is_explained):
+        if is_explained and outcome == SURVIVED:
+            outcome = EXPLAINED
         self.counts[outcome] += 1
-        if outcome == SURVIVED:
-            print(f"{LIBRARY}/{mutant.path}:{mutant.line}\n- {mutant.old.strip()}\n+ {mutant.new.strip()}\n", flush=True)
+        if outcome == SURVIVED or (is_explained and outcome == KILLED):
+            remark = ": explained, but noticed" if is_explained else ""
+            print(f"{LIBRARY}/{mutant.path}:{mutant.line}{remark}")
+            print(f"- {mutant.old.strip()}\n+ {mutant.new.strip()}\n", flush=True)
         done = sum(self.counts.values())
         if sys.stderr.isatty() or done % 25 == 0 or done == self.total:
             state = ", ".join(f"{count} {name}" for name, count in sorted(self.counts.items()))
@@ -307,10 +311,7 @@ def try_all(chosen, benches, explained, fewest):
     with concurrent.futures.ThreadPoolExecutor(JOBS) as pool:
         running = {pool.submit(judge, mutant): mutant for mutant in chosen}
         for done in concurrent.futures.as_completed(running):
-            outcome = done.result()
-            if outcome == SURVIVED and running[done] in explained:
-                outcome = EXPLAINED
-            report.add(running[done], outcome)
+            report.add(running[done], done.result(), running[done] in explained)
     return report
 
 
@@ -318,6 +319,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("build", type=pathlib.Path, nargs="?", help="build folder with span_tests")
     parser.add_argument("--check", action="store_true", help="only look whether each explanation is of one mutant")
+    parser.add_argument("--explained", action="store_true", help="try only those that are explained")
     parser.add_argument("--sample", type=int, metavar="N", help="try N mutants, evenly spread, not all")
     parser.add_argument("--only", default="", metavar="TEXT[:LINE[-LINE]]", help="files with TEXT in their name")
     options = parser.parse_args()
@@ -328,8 +330,9 @@ def main():
     explained = explained_of(everything)
     if options.check:
         return
-    chosen = spread(selected(everything, options.only), options.sample)
-    fewest = 1 if options.only or options.sample else FEWEST
+    candidates = [mutant for mutant in everything if mutant in explained] if options.explained else everything
+    chosen = spread(selected(candidates, options.only), options.sample)
+    fewest = 1 if options.only or options.sample or options.explained else FEWEST
     print(f"mutation: {len(chosen)} of {len(everything)} mutants", file=sys.stderr)
     with tempfile.TemporaryDirectory() as scratch:
         benches = prepare(Build(options.build.resolve(), pathlib.Path(scratch)), pathlib.Path(scratch))
