@@ -40,7 +40,6 @@ Change::Outcome Change::plan() {
     if (error != SNMP_ERR_NOERROR) return Failure{i, error};
   }
   for (const auto& [at, plan] : vsans_) take(change_vsans(at.first, at.second, plan.before, plan.vsans), plan.variable);
-  std::ranges::stable_sort(steps_, {}, &Step::rank);
   return std::nullopt;
 }
 
@@ -143,10 +142,12 @@ int Change::find_session(uint32_t session, span_snmp_session_entry_t& row) const
   return found == Found::kYes ? SNMP_ERR_NOERROR : SNMP_ERR_INCONSISTENTNAME;
 }
 
+// Behind the steps of its rank that are there.
 int Change::take(std::optional<Step> step, size_t variable) {
   if (!step) return SNMP_ERR_RESOURCEUNAVAILABLE;
   step->variable = variable;
-  steps_.push_back(*std::move(step));
+  const auto place = std::ranges::upper_bound(steps_, step->rank, {}, &Step::rank);
+  steps_.insert(place, *std::move(step));
   return SNMP_ERR_NOERROR;
 }
 
